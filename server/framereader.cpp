@@ -1,0 +1,58 @@
+#include "framereader.h"
+
+#include <QtGlobal>
+
+namespace {
+// Scans for a head. Returns the wanted body size, or 0 when the available bytes hold none.
+int findHead(FrameReader::Source &source, QByteArray &head)
+{
+    qint64 available = source.bytesAvailable();
+    while (available > 0) {
+        const QByteArray byte = source.read(1);
+        if (byte.isEmpty())
+            return 0;
+        // At least 9 counted before the marker was taken: the head and one body byte are here.
+        if (byte.at(0) == '@' && available >= FrameReader::headSize + 1) {
+            const QByteArray rest = source.read(FrameReader::headSize - 1);
+            if (rest.size() == FrameReader::headSize - 1) {
+                const int wanted = rest.left(6).toInt(nullptr, 10);
+                if (wanted > 0 && rest.at(6) == ';') {
+                    head = byte + rest;
+                    return wanted;
+                }
+            }
+            // A rejected head is dropped whole, so that a good frame behind it parses cleanly.
+        }
+        available = source.bytesAvailable();
+    }
+    return 0;
+}
+} // namespace
+
+FrameReader::Result FrameReader::read(Source &source)
+{
+    QByteArray frame;
+    const int wanted = findHead(source, frame);
+    if (wanted <= 0)
+        return {Outcome::NoHead, QByteArray()};
+
+    qint64 received = 0;
+    qint64 available = source.bytesAvailable();
+    for (int passes = 0; passes < maxPasses; ++passes) {
+        if (available != 0 && received < wanted) {
+            const QByteArray piece = source.read(qMin(available, wanted - received));
+            frame.append(piece);
+            received += piece.size();
+        }
+        if (received == wanted)
+            break;
+        if (!source.waitForReadyRead(stallWaitMs)) {
+            source.disconnectFromHost();
+            return {Outcome::Stalled, QByteArray()};
+        }
+        source.sleep(passSleepMs);
+        available = source.bytesAvailable();
+    }
+    // After the last pass the frame goes on as far as it has come.
+    return {Outcome::Frame, frame};
+}

@@ -1,0 +1,88 @@
+#include "kvserver.h"
+
+#include "kvserverthread.h"
+
+#include <QDebug>
+#include <QHostAddress>
+
+kvServer::kvServer(AppSettings *settings, QObject *parent) : QTcpServer(parent), settings(settings) {}
+
+kvServer::~kvServer()
+{
+    StopServer();
+}
+
+void kvServer::StartServer(const QString &ip, quint16 port)
+{
+    Q_UNUSED(ip) // every interface is served; the address field is for the user to read
+    if (listen(QHostAddress::Any, port)) {
+        qDebug() << "Listening to port " << serverPort() << "...";
+        emit sigDebugString(QStringLiteral("(Server) - Listening to port %1").arg(serverPort()), 0);
+    } else {
+        qDebug() << "Could not start server";
+        emit sigDebugString(QStringLiteral("(Server) - Could not start server"), 0);
+    }
+}
+
+void kvServer::StopServer()
+{
+    // Every thread is ended, not only the newest: none may outlive this server.
+    for (kvServerThread *thread : qAsConst(threads))
+        thread->stop();
+    for (kvServerThread *thread : qAsConst(threads))
+        thread->wait();
+}
+
+void kvServer::incomingConnection(qintptr socketDescriptor)
+{
+    qDebug() << socketDescriptor << " Connecting...";
+    emit sigDebugString(QStringLiteral("(Server) - Connecting... %1").arg(socketDescriptor), 0);
+
+    kvServerThread *thread = new kvServerThread(settings, socketDescriptor, this);
+    currentThread = thread;
+    threads.append(thread);
+
+    connect(thread, &QThread::finished, thread, &QObject::deleteLater);
+    connect(thread, &kvServerThread::sigDebugString, this, &kvServer::OnDebugString);
+    connect(thread, &kvServerThread::sigDisconnected, this, &kvServer::OnClientDisconnected);
+    connect(thread, &kvServerThread::sigButtonChatClicked, this, &kvServer::sigButtonChatClicked);
+    connect(thread, &kvServerThread::sigKeyboardKey, this, &kvServer::sigKeyboardKey);
+    connect(thread, &QThread::finished, this, [this, thread] { OnThreadFinished(thread); });
+
+    thread->sessionData = &sessionData;
+    thread->start(QThread::InheritPriority);
+    clientConnected = true;
+    setClientCount(clientCountValue + 1);
+}
+
+void kvServer::OnDebugString(QString str, int level)
+{
+    emit sigDebugString(str, level);
+}
+
+void kvServer::OnClientDisconnected()
+{
+    clientConnected = false;
+}
+
+// Runs queued on the main thread, before the thread object's own deleteLater takes effect.
+void kvServer::OnThreadFinished(kvServerThread *thread)
+{
+    if (!threads.removeOne(thread))
+        return;
+    if (currentThread == thread)
+        currentThread = nullptr;
+    setClientCount(threads.size());
+    // A thread that never got its socket had no client to disconnect: the flag must not
+    // claim one that is not there.
+    if (threads.isEmpty())
+        clientConnected = false;
+}
+
+void kvServer::setClientCount(int count)
+{
+    if (count == clientCountValue)
+        return;
+    clientCountValue = count;
+    emit sigClientCountChanged(count);
+}

@@ -1,0 +1,205 @@
+#include "kvserverthread.h"
+
+#include "appsettings.h"
+#include "framereader.h"
+#include "publishedsession.h"
+#include "wiremessage.h"
+
+#include <QDebug>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QSettings>
+#include <QTemporaryFile>
+
+namespace {
+// Long waits are taken in slices so that a stop is not held back by a stalled client.
+constexpr int waitSliceMs = 50;
+
+class SocketSource : public FrameReader::Source
+{
+public:
+    SocketSource(QTcpSocket *socket, const std::atomic<bool> &stopping) : socket(socket), stopping(stopping) {}
+
+    qint64 bytesAvailable() override { return socket->bytesAvailable(); }
+    QByteArray read(qint64 maxSize) override { return socket->read(maxSize); }
+    void sleep(int msecs) override { QThread::msleep(static_cast<unsigned long>(msecs)); }
+    void disconnectFromHost() override { socket->disconnectFromHost(); }
+
+    bool waitForReadyRead(int msecs) override
+    {
+        QElapsedTimer clock;
+        clock.start();
+        while (!stopping) {
+            const qint64 left = msecs - clock.elapsed();
+            if (left <= 0)
+                return false;
+            if (socket->waitForReadyRead(int(qMin<qint64>(left, waitSliceMs))))
+                return true;
+            if (socket->state() != QAbstractSocket::ConnectedState)
+                return false;
+        }
+        return false;
+    }
+
+private:
+    QTcpSocket *socket;
+    const std::atomic<bool> &stopping;
+};
+} // namespace
+
+kvServerThread::kvServerThread(AppSettings *settings, qintptr socketDescriptor, QObject *parent)
+    : QThread(parent), settings(settings), socketDescriptor(socketDescriptor)
+{
+}
+
+void kvServerThread::stop()
+{
+    stopping = true;
+    exit(0);
+}
+
+void kvServerThread::run()
+{
+    qDebug() << " Thread started";
+    socket = new QTcpSocket();
+    if (!socket->setSocketDescriptor(socketDescriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite)) {
+        emit error(socket->error());
+        delete socket;
+        socket = nullptr;
+        return;
+    }
+    serving = true;
+    connect(socket, &QTcpSocket::readyRead, this, &kvServerThread::readyRead, Qt::DirectConnection);
+    connect(socket, &QTcpSocket::disconnected, this, &kvServerThread::disconnected);
+    qDebug() << socketDescriptor << " Client connected";
+
+    if (!stopping)
+        exec();
+
+    // The connection ends with its thread: the peer is told, and the descriptor released.
+    serving = false;
+    socket->close();
+    delete socket;
+    socket = nullptr;
+}
+
+void kvServerThread::readyRead()
+{
+    SocketSource source(socket, stopping);
+    const FrameReader::Result result = FrameReader::read(source);
+    switch (result.outcome) {
+    case FrameReader::Outcome::NoHead:
+        emit sigDebugString(QStringLiteral("Client: Header not found."), 0);
+        return;
+    case FrameReader::Outcome::Stalled:
+        return;
+    case FrameReader::Outcome::Frame:
+        break;
+    }
+    qDebug() << socketDescriptor << ":" << ": Data in: " << result.frame;
+    ProcessMessage(WireMessage(result.frame));
+}
+
+void kvServerThread::disconnected()
+{
+    qDebug() << socketDescriptor << " Disconnected";
+    emit sigDebugString(QStringLiteral("(Server) - Client disconnected ID:%1").arg(socketDescriptor), 0);
+    emit sigDisconnected();
+    exit(0);
+}
+
+void kvServerThread::ProcessMessage(const WireMessage &message)
+{
+    // Commands with an argument drop the frame's last character, the trailing ";".
+    const QString argument = message.payload.left(message.payload.size() - 1);
+    QString reply;
+    switch (message.command) {
+    case 201:
+        clientName = argument;
+        emit sigDebugString(QStringLiteral("(Server) - Client Name: %1").arg(clientName), 1);
+        return;
+    case 202:
+        reply = QStringLiteral("kv-Beacon");
+        emit sigDebugString(QStringLiteral("(Server) - Get Server name: %1").arg(QStringLiteral("kvBeacon")), 0);
+        break;
+    case 203:
+        reply = QString::number(socketDescriptor);
+        emit sigDebugString(QStringLiteral("(Server) - Get Client ID: %1").arg(socketDescriptor), 0);
+        break;
+    case 205:
+        reply = chatTexts();
+        break;
+    case 206:
+        emit sigButtonChatClicked(argument.toInt(nullptr, 10) - 1);
+        reply = QStringLiteral("Button ok");
+        break;
+    case 207:
+    case 208:
+        if (!sessionData) {
+            reply = QStringLiteral("NO DATA");
+        } else {
+            const std::shared_ptr<const SessionData> record = sessionData->snapshot();
+            reply = SessionData::documentText(message.command == 207 ? record->LiveDocument()
+                                                                     : record->InfoDocument());
+        }
+        break;
+    case 209:
+        emit sigKeyboardKey(argument.toInt(nullptr, 10));
+        reply = QStringLiteral("KEY OK");
+        break;
+    default:
+        // 204, anything outside 201 to 209, and a refused frame: silence.
+        return;
+    }
+    WriteMessage(QString::fromUtf8(WireMessage(message.command, message.id, reply).data));
+}
+
+void kvServerThread::WriteMessage(const QString &frame)
+{
+    const QByteArray bytes = frame.toUtf8();
+    // Sent as a C string: a NUL in the payload ends the frame on the wire.
+    socket->write(bytes.constData());
+    QElapsedTimer clock;
+    clock.start();
+    while (!stopping && socket->bytesToWrite() > 0 && clock.elapsed() < 10000) {
+        if (!socket->waitForBytesWritten(waitSliceMs) && socket->state() != QAbstractSocket::ConnectedState)
+            break;
+    }
+}
+
+QString kvServerThread::chatTexts() const
+{
+    const QString path = (settings ? settings->iracingDocumentPath() : QString()) + QStringLiteral("/app.ini");
+    const QFileInfo info(path);
+    if (!info.exists() || !info.isFile() || !info.isReadable())
+        return QStringLiteral("iRacing not found");
+
+    // QSettings keeps parsed files in a process-wide cache that it trusts while size and
+    // time stamp look unchanged, and file times are coarse: an edit right after a request
+    // could be missed. A private copy under a fresh name is always read anew.
+    QFile original(path);
+    QTemporaryFile copy(QDir::tempPath() + QStringLiteral("/kvbeacon-app-XXXXXX.ini"));
+    if (!original.open(QIODevice::ReadOnly) || !copy.open())
+        return QStringLiteral("iRacing not found");
+    copy.write(original.readAll());
+    copy.flush();
+
+    QString reply;
+    {
+        QSettings ini(copy.fileName(), QSettings::IniFormat);
+        for (int n = 1; n <= 15; ++n) {
+            const QVariant value = ini.value(QStringLiteral("Autochat Messages/AutoChatStr%1").arg(n));
+            // An unquoted comma makes QSettings hand the value over as a list.
+            const QString text = value.type() == QVariant::StringList
+                                     ? value.toStringList().join(QLatin1Char(','))
+                                     : value.toString();
+            qDebug() << text;
+            reply += text + QLatin1Char('|');
+        }
+    }
+    reply.chop(1);
+    qDebug() << reply;
+    return reply;
+}
