@@ -16,8 +16,8 @@ void kvServer::StartServer(const QString &ip, quint16 port)
 {
     Q_UNUSED(ip) // every interface is served; the address field is for the user to read
     if (listen(QHostAddress::Any, port)) {
-        qDebug() << "Listening to port " << serverPort() << "...";
-        emit sigDebugString(QStringLiteral("(Server) - Listening to port %1").arg(serverPort()), 0);
+        qDebug() << "Listening to port " << port << "...";
+        emit sigDebugString(QStringLiteral("(Server) - Listening to port %1").arg(port), 0);
     } else {
         qDebug() << "Could not start server";
         emit sigDebugString(QStringLiteral("(Server) - Could not start server"), 0);
