@@ -1,15 +1,11 @@
-#include "appsettings.h"
-#include "kvserver.h"
+#include "kvbeacon.h"
 
-#include <QCoreApplication>
-#include <QDebug>
+#include <QApplication>
 
 int main(int argc, char *argv[])
 {
-    QCoreApplication app(argc, argv);
-    AppSettings settings(&app);
-    kvServer server(&settings, nullptr);
-    QObject::connect(&server, &kvServer::sigDebugString, [](const QString &line) { qInfo().noquote() << line; });
-    server.StartServer(settings.ip(), settings.port());
+    QApplication app(argc, argv);
+    kvBeacon window(nullptr);
+    window.show();
     return app.exec();
 }

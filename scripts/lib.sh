@@ -25,3 +25,22 @@ build_tree() {
     cmake -S . -B "$dir" -G Ninja "$@" >/dev/null
     cmake --build "$dir" -j2
 }
+
+# The X server packages for running the window on a machine without a display.
+KVB_X_PACKAGES=(xvfb xauth)
+
+# Starts Xvfb on a free display number and exports DISPLAY; sets KVB_XVFB_PID.
+start_xvfb() {
+    local n=99
+    while [ -e "/tmp/.X11-unix/X$n" ] || [ -e "/tmp/.X$n-lock" ]; do n=$((n + 1)); done
+    Xvfb ":$n" -screen 0 1280x800x24 -nolisten tcp >/dev/null 2>&1 &
+    KVB_XVFB_PID=$!
+    export DISPLAY=":$n"
+    local i
+    for i in $(seq 50); do
+        [ -e "/tmp/.X11-unix/X$n" ] && return 0
+        sleep 0.1
+    done
+    echo "Xvfb did not start on $DISPLAY" >&2
+    return 1
+}

@@ -1,0 +1,126 @@
+#include "kvbeacon.h"
+
+#include "appsettings.h"
+#include "kvserver.h"
+#include "statusbar.h"
+#include "ui_kvbeacon.h"
+
+#include <QCloseEvent>
+
+namespace {
+const QString startText = QStringLiteral("Start Server");
+const QString stopText = QStringLiteral("Stop Server");
+
+QString clientText(int count)
+{
+    if (count <= 0)
+        return QStringLiteral("client not connected");
+    if (count == 1)
+        return QStringLiteral("1 client connected");
+    return QStringLiteral("%1 clients connected").arg(count);
+}
+} // namespace
+
+kvBeacon::kvBeacon(QWidget *parent) : QMainWindow(parent), ui(new Ui::kvBeaconClass)
+{
+    ui->setupUi(this);
+    InitWindow();
+
+    connect(&timerSession, &QTimer::timeout, this, &kvBeacon::OnTimer);
+    timerSession.start(1000);
+    connect(&timerTelemetry, &QTimer::timeout, this, &kvBeacon::OnTimerIracingVariable);
+    connect(ui->pushButton_startServer, &QPushButton::clicked, this, &kvBeacon::OnServerButton);
+    connect(ui->toolButton_openFolder, &QToolButton::clicked, this, &kvBeacon::OnOpenFolderDlgIracingDocuments);
+    connect(ui->comboBox_netinterfaces, QOverload<int>::of(&QComboBox::currentIndexChanged), this,
+            &kvBeacon::OnComboBoxChanged);
+
+    restoreState(settings->windowState(), 0);
+    restoreGeometry(settings->windowGeometry());
+    ui->statusBar->setVersionText(QStringLiteral("v1.01"));
+}
+
+kvBeacon::~kvBeacon()
+{
+    // The connection threads borrow the settings: they end before the settings go.
+    delete server;
+    server = nullptr;
+    delete settings;
+    delete ui;
+}
+
+void kvBeacon::InitWindow()
+{
+    settings = new AppSettings(this);
+    ui->lineEdit_ir_PathDocuments->setText(settings->iracingDocumentPath());
+    ui->lineEdit_ip->setText(settings->ip());
+    ui->lineEdit_port->setText(QStringLiteral("%1").arg(settings->port()));
+    ui->checkBox_startup_server->setChecked(settings->autoStartServer());
+
+    // The stored choice decides, not the check box.
+    if (settings->autoStartServer())
+        QTimer::singleShot(1000, this, &kvBeacon::OnServerButton);
+}
+
+void kvBeacon::OnTimer() {}
+
+void kvBeacon::OnTimerIracingVariable() {}
+
+void kvBeacon::OnOpenFolderDlgIracingDocuments() {}
+
+void kvBeacon::OnComboBoxChanged(int index)
+{
+    Q_UNUSED(index)
+}
+
+void kvBeacon::OnServerButton()
+{
+    if (ui->pushButton_startServer->text() == startText) {
+        if (!server) {
+            server = new kvServer(settings, this);
+            connect(server, &kvServer::sigDebugString, this, &kvBeacon::OnDebugString);
+            // A stopped server may still report its last threads; only the current one counts.
+            connect(server, &kvServer::sigClientCountChanged, this, [this, s = server](int count) {
+                if (s == server)
+                    OnClientCountChanged(count);
+            });
+        }
+        const uint port = ui->lineEdit_port->text().toUInt(nullptr, 10);
+        server->StartServer(ui->lineEdit_ip->text(), quint16(port & 0xFFFF));
+        ui->pushButton_startServer->setText(stopText);
+        ui->groupBox_server->setEnabled(false);
+        ui->groupBox_paths->setEnabled(false);
+    } else {
+        ui->pushButton_startServer->setText(startText);
+        ui->groupBox_server->setEnabled(true);
+        ui->groupBox_paths->setEnabled(true);
+        if (server) {
+            server->StopServer();
+            server->deleteLater();
+            server = nullptr;
+        }
+        OnClientCountChanged(0);
+    }
+}
+
+void kvBeacon::OnDebugString(QString msg, int level)
+{
+    Q_UNUSED(level) // every level reads alike
+    ui->plainTextEdit_debug->appendPlainText(msg);
+}
+
+void kvBeacon::OnClientCountChanged(int count)
+{
+    ui->statusBar->setClientText(clientText(count));
+}
+
+void kvBeacon::closeEvent(QCloseEvent *event)
+{
+    settings->setIracingDocumentPath(ui->lineEdit_ir_PathDocuments->text());
+    settings->setIp(ui->lineEdit_ip->text());
+    settings->setNetInterface(ui->comboBox_netinterfaces->currentText());
+    settings->setPort(quint16(ui->lineEdit_port->text().toInt(nullptr, 10) & 0xFFFF));
+    settings->setAutoStartServer(ui->checkBox_startup_server->isChecked());
+    settings->setWindowState(saveState(0));
+    settings->setWindowGeometry(saveGeometry());
+    event->accept();
+}
