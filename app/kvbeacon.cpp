@@ -1,15 +1,34 @@
 #include "kvbeacon.h"
 
 #include "appsettings.h"
+#include "interfacelist.h"
 #include "kvserver.h"
 #include "statusbar.h"
 #include "ui_kvbeacon.h"
 
 #include <QCloseEvent>
+#include <QDebug>
+#include <QFile>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QMessageBox>
+#include <QUrl>
 
 namespace {
 const QString startText = QStringLiteral("Start Server");
 const QString stopText = QStringLiteral("Stop Server");
+
+bool isDocumentsFolder(const QString &path)
+{
+    return QFileInfo(path + QStringLiteral("/app.ini")).isFile();
+}
+
+void showAppIniMissing(QWidget *parent)
+{
+    QMessageBox::critical(parent, QStringLiteral("kV-Beacon"),
+                          QStringLiteral("app.ini not found.\nPlease check path to iRacing Documents"), QMessageBox::Ok,
+                          QMessageBox::NoButton);
+}
 
 QString clientText(int count)
 {
@@ -56,6 +75,22 @@ void kvBeacon::InitWindow()
     ui->lineEdit_port->setText(QStringLiteral("%1").arg(settings->port()));
     ui->checkBox_startup_server->setChecked(settings->autoStartServer());
 
+    // A wrong folder is reported once; the user can mend it with the "..." button.
+    const QString documents = settings->iracingDocumentPath();
+    if (!isDocumentsFolder(documents)) {
+        showAppIniMissing(this);
+    } else {
+        QFile controls(documents + QStringLiteral("/controls.cfg"));
+        if (controls.open(QIODevice::ReadOnly))
+            qDebug() << controls.readAll();
+        else
+            qDebug() << controls.errorString();
+    }
+
+    InterfaceList::fill(ui->comboBox_netinterfaces, interfaceAddresses, ui->lineEdit_ip,
+                        InterfaceList::rows(InterfaceList::describe(QNetworkInterface::allInterfaces())),
+                        settings->netInterface());
+
     // The stored choice decides, not the check box.
     if (settings->autoStartServer())
         QTimer::singleShot(1000, this, &kvBeacon::OnServerButton);
@@ -65,11 +100,25 @@ void kvBeacon::OnTimer() {}
 
 void kvBeacon::OnTimerIracingVariable() {}
 
-void kvBeacon::OnOpenFolderDlgIracingDocuments() {}
+void kvBeacon::OnOpenFolderDlgIracingDocuments()
+{
+    const QUrl chosen = QFileDialog::getOpenFileUrl(
+        this, QStringLiteral("Path to iracing documents"),
+        QUrl(ui->lineEdit_ir_PathDocuments->text(), QUrl::TolerantMode), QStringLiteral("iRacing (app.ini)"),
+        nullptr, QFileDialog::Options(), QStringList());
+    // A cancel leaves field and setting as they were.
+    if (chosen.isEmpty())
+        return;
+    ui->lineEdit_ir_PathDocuments->setText(QFileInfo(chosen.toLocalFile()).absoluteDir().absolutePath());
+    if (!isDocumentsFolder(ui->lineEdit_ir_PathDocuments->text()))
+        showAppIniMissing(this);
+    else
+        settings->setIracingDocumentPath(ui->lineEdit_ir_PathDocuments->text());
+}
 
 void kvBeacon::OnComboBoxChanged(int index)
 {
-    Q_UNUSED(index)
+    InterfaceList::follow(interfaceAddresses, index, ui->lineEdit_ip);
 }
 
 void kvBeacon::OnServerButton()

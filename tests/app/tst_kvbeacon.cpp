@@ -1,5 +1,6 @@
 #include "kvbeacon.h"
 #include "kvserver.h"
+#include "windowfixture.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -36,22 +37,6 @@ private slots:
     void closingWithClientsConnected();
 
 private:
-    static QString iniPath()
-    {
-        return QStandardPaths::writableLocation(QStandardPaths::DataLocation) + QStringLiteral("/kvbeacon.ini");
-    }
-    static void writeSetting(const QString &key, const QVariant &value)
-    {
-        QSettings file(iniPath(), QSettings::IniFormat);
-        file.setValue(key, value);
-    }
-    template <typename T> static T *child(QObject *parent, const char *name)
-    {
-        T *found = parent->findChild<T *>(QLatin1String(name));
-        if (!found)
-            qWarning("no %s", name);
-        return found;
-    }
     static QStringList logLines(kvBeacon &w)
     {
         return child<QPlainTextEdit>(&w, "plainTextEdit_debug")->toPlainText().split(QLatin1Char('\n'));
@@ -60,6 +45,8 @@ private:
     {
         return w.statusBar()->findChildren<QLabel *>().value(1)->text();
     }
+
+    QScopedPointer<DocumentsFolder> documents;
 };
 
 void tst_kvBeacon::initTestCase()
@@ -67,9 +54,12 @@ void tst_kvBeacon::initTestCase()
     QStandardPaths::setTestModeEnabled(true);
 }
 
+// Every window here starts with a good documents folder, so that no message box holds it up.
 void tst_kvBeacon::init()
 {
     QFile::remove(iniPath());
+    documents.reset(new DocumentsFolder);
+    writeSetting(QStringLiteral("paths/iracingdocument"), documents->path());
 }
 
 void tst_kvBeacon::formTree()
@@ -267,7 +257,6 @@ void tst_kvBeacon::exitAndFrameStoreTheSame()
     auto fillAndClose = [](bool viaMenu) {
         kvBeacon w;
         w.show();
-        child<QLineEdit>(&w, "lineEdit_ir_PathDocuments")->setText(QStringLiteral("/home/driver/iRacing"));
         child<QLineEdit>(&w, "lineEdit_ip")->setText(QStringLiteral("10.0.0.5"));
         child<QLineEdit>(&w, "lineEdit_port")->setText(QStringLiteral("4100"));
         child<QCheckBox>(&w, "checkBox_startup_server")->setChecked(true);
@@ -286,9 +275,10 @@ void tst_kvBeacon::exitAndFrameStoreTheSame()
     }
     QCOMPARE(viaMenu.size(), 7);
     QCOMPARE(viaMenu.value(QStringLiteral("main/port")).toInt(), 4100);
-    QCOMPARE(viaMenu.value(QStringLiteral("paths/iracingdocument")).toString(), QStringLiteral("/home/driver/iRacing"));
+    QCOMPARE(viaMenu.value(QStringLiteral("paths/iracingdocument")).toString(), documents->path());
 
     QFile::remove(iniPath());
+    writeSetting(QStringLiteral("paths/iracingdocument"), documents->path());
     fillAndClose(false);
     QSettings file(iniPath(), QSettings::IniFormat);
     QCOMPARE(file.allKeys().size(), 7);
@@ -297,9 +287,14 @@ void tst_kvBeacon::exitAndFrameStoreTheSame()
 
     // The next start shows them again.
     kvBeacon w;
-    QCOMPARE(child<QLineEdit>(&w, "lineEdit_ip")->text(), QStringLiteral("10.0.0.5"));
+    // The typed address was stored, but a row of the Network list, if any, takes its place.
+    QCOMPARE(storedSetting(QStringLiteral("main/ip")).toString(), QStringLiteral("10.0.0.5"));
+    auto *combo = child<QComboBox>(&w, "comboBox_netinterfaces");
+    const QString ip = combo->count() > 0 ? combo->currentText().section(QStringLiteral(" - "), 0, 0)
+                                          : QStringLiteral("10.0.0.5");
+    QCOMPARE(child<QLineEdit>(&w, "lineEdit_ip")->text(), ip);
     QCOMPARE(child<QLineEdit>(&w, "lineEdit_port")->text(), QStringLiteral("4100"));
-    QCOMPARE(child<QLineEdit>(&w, "lineEdit_ir_PathDocuments")->text(), QStringLiteral("/home/driver/iRacing"));
+    QCOMPARE(child<QLineEdit>(&w, "lineEdit_ir_PathDocuments")->text(), documents->path());
     QVERIFY(child<QCheckBox>(&w, "checkBox_startup_server")->isChecked());
 }
 
