@@ -1,0 +1,276 @@
+// kvbeacon-simulator: plays the iRacing simulator for kvBeacon's development and tests.
+// Publishes telemetry rows and a session text through the same memory object and event
+// as the simulator, driven by a scenario file, and takes fault commands on standard input.
+#include "regionlayout.h"
+#include "scenario.h"
+#include "simhost.h"
+#include "variables.h"
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#ifndef KVB_SAMPLE_SCENARIO
+#define KVB_SAMPLE_SCENARIO "sample.scenario"
+#endif
+
+namespace {
+std::atomic<bool> quitRequested{false};
+
+void say(const char *format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    std::vprintf(format, args);
+    va_end(args);
+    std::fputc('\n', stdout);
+    std::fflush(stdout);
+}
+
+void onSignal(int)
+{
+    quitRequested = true;
+}
+
+// Lines from standard input, read on a thread of their own so that publishing never waits.
+class CommandQueue
+{
+public:
+    void start()
+    {
+        std::thread([this] {
+            std::string line;
+            while (std::getline(std::cin, line)) {
+                std::lock_guard<std::mutex> lock(mutex);
+                lines.push_back(line);
+            }
+        }).detach();
+    }
+    std::vector<std::string> take()
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        std::vector<std::string> taken;
+        taken.swap(lines);
+        return taken;
+    }
+
+private:
+    std::mutex mutex;
+    std::vector<std::string> lines;
+};
+
+void usage()
+{
+    std::puts("usage: kvbeacon-simulator [--scenario FILE] [--rate ROWS_PER_SECOND] [--start-tick N]\n"
+              "                          [--duration SECONDS]\n"
+              "Commands on standard input, one a line:\n"
+              "  stop              clear the status bit: the simulator stops publishing\n"
+              "  start             set the status bit and publish again\n"
+              "  stall             keep the status bit but write no rows\n"
+              "  resume            write rows again after a stall\n"
+              "  restart [TICK]    start the ticks again from TICK (default 1) and the scenario from its start\n"
+              "  rowlength N       change the row length in the header (rows move to match)\n"
+              "  set NAME VALUE    pin a variable to a value, overriding the scenario\n"
+              "  unset NAME        give the variable back to the scenario\n"
+              "  quit              remove the objects and end");
+}
+} // namespace
+
+int main(int argc, char **argv)
+{
+    std::string scenarioPath = KVB_SAMPLE_SCENARIO;
+    double rate = 60;
+    long startTick = 1;
+    double duration = 0;
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        const bool hasValue = i + 1 < argc;
+        if (arg == "--scenario" && hasValue)
+            scenarioPath = argv[++i];
+        else if (arg == "--rate" && hasValue)
+            rate = std::atof(argv[++i]);
+        else if (arg == "--start-tick" && hasValue)
+            startTick = std::atol(argv[++i]);
+        else if (arg == "--duration" && hasValue)
+            duration = std::atof(argv[++i]);
+        else {
+            usage();
+            return arg == "--help" ? 0 : 2;
+        }
+    }
+    if (rate <= 0 || rate > 1000) {
+        say("error: the rate must lie above 0 and at most 1000 rows per second");
+        return 2;
+    }
+
+    Scenario scenario;
+    std::ifstream file(scenarioPath);
+    std::string error;
+    if (!file) {
+        say("error: cannot read the scenario %s", scenarioPath.c_str());
+        return 2;
+    }
+    if (!scenario.parse(file, &error)) {
+        say("error: %s: %s", scenarioPath.c_str(), error.c_str());
+        return 2;
+    }
+
+    const RegionLayout layout(simulatorVariables(), 3, 256 * 1024, 8192);
+    for (const Scenario::Phase &phase : scenario.phases)
+        for (const Scenario::Motion &motion : phase.motions)
+            if (layout.indexOf(motion.variable) < 0) {
+                say("error: %s: phase %s names the unknown variable %s", scenarioPath.c_str(), phase.name.c_str(),
+                    motion.variable.c_str());
+                return 2;
+            }
+
+    unsigned char *region = SimHost::createRegion(layout.regionSize());
+    if (!region || !SimHost::createEvent()) {
+        say("error: cannot create the memory object or the event");
+        SimHost::removeObjects();
+        return 1;
+    }
+    std::signal(SIGINT, onSignal);
+    std::signal(SIGTERM, onSignal);
+
+    layout.initialise(region);
+    if (!layout.setSessionText(region, scenario.sessionText)) {
+        say("error: the session text is too long");
+        SimHost::removeObjects();
+        return 1;
+    }
+    say("created memory /IRSDKMemMapFileName size=%zu variables=%zu rowlength=%d slots=%d", layout.regionSize(),
+        layout.variables().size(), layout.naturalRowLength(), layout.slotCount());
+    say("created event /IRSDKDataValidEvent");
+    layout.setPublishing(region, true);
+    say("publishing rate=%g tick=%ld scenario=%s", rate, startTick, scenarioPath.c_str());
+
+    CommandQueue commands;
+    commands.start();
+    ScenarioPlayer player(scenario);
+    std::map<std::string, double> pinned;
+    bool publishing = true;
+    bool stalled = false;
+    long tick = startTick;
+    std::string phase;
+
+    using Clock = std::chrono::steady_clock;
+    const auto period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / rate));
+    auto started = Clock::now();
+    const auto launched = started;
+    auto next = started;
+    long rowsThisSecond = 0;
+    auto secondMark = started;
+
+    while (!quitRequested) {
+        for (const std::string &line : commands.take()) {
+            std::istringstream words(line);
+            std::string command;
+            words >> command;
+            if (command.empty())
+                continue;
+            if (command == "stop") {
+                publishing = false;
+                layout.setPublishing(region, false);
+                say("stopped");
+            } else if (command == "start") {
+                publishing = true;
+                layout.setPublishing(region, true);
+                say("started");
+            } else if (command == "stall") {
+                stalled = true;
+                say("stalled");
+            } else if (command == "resume") {
+                stalled = false;
+                say("resumed");
+            } else if (command == "restart") {
+                long from = 1;
+                words >> from;
+                tick = from;
+                player.restart();
+                started = Clock::now();
+                say("restarted tick=%ld", tick);
+            } else if (command == "rowlength") {
+                int length = -1;
+                if (words >> length && layout.setRowLength(region, length))
+                    say("rowlength %d", length);
+                else
+                    say("error: rowlength needs a length from 0 to 8192");
+            } else if (command == "set") {
+                std::string name;
+                double value = 0;
+                if (words >> name >> value && layout.indexOf(name) >= 0) {
+                    pinned[name] = value;
+                    say("set %s %g", name.c_str(), value);
+                } else {
+                    say("error: set needs a known variable and a value");
+                }
+            } else if (command == "unset") {
+                std::string name;
+                words >> name;
+                pinned.erase(name);
+                say("unset %s", name.c_str());
+            } else if (command == "quit") {
+                quitRequested = true;
+            } else {
+                say("error: unknown command \"%s\"", command.c_str());
+            }
+        }
+        if (quitRequested)
+            break;
+
+        const auto now = Clock::now();
+        if (duration > 0 && now - launched >= std::chrono::duration<double>(duration))
+            break;
+        if (publishing && !stalled) {
+            const double seconds = std::chrono::duration<double>(now - started).count();
+            std::map<std::string, double> values = player.valuesAt(seconds);
+            if (player.phaseName() != phase) {
+                phase = player.phaseName();
+                say("phase %s", phase.empty() ? "(end)" : phase.c_str());
+            }
+            for (const auto &pin : pinned)
+                values[pin.first] = pin.second;
+            const std::int32_t slot = static_cast<std::int32_t>(tick % layout.slotCount());
+            // A row shorter than the variables' own length only holds the values that fit.
+            const std::int32_t length = layout.currentRowLength(region);
+            for (const auto &value : values) {
+                const std::int32_t index = layout.indexOf(value.first);
+                if (layout.valueOffset(index) + RegionLayout::widthOf(layout.variables()[index].type) <= length)
+                    layout.setValue(region, slot, index, 0, value.second);
+            }
+            layout.publish(region, slot, static_cast<std::int32_t>(tick));
+            SimHost::signalEvent();
+            ++tick;
+            ++rowsThisSecond;
+        }
+        if (now - secondMark >= std::chrono::seconds(1)) {
+            say("tick %ld rows=%ld", tick - 1, rowsThisSecond);
+            rowsThisSecond = 0;
+            secondMark = now;
+        }
+        next += period;
+        if (next < Clock::now())
+            next = Clock::now(); // behind after a pause: no burst to catch up
+        std::this_thread::sleep_until(next);
+    }
+
+    layout.setPublishing(region, false);
+    if (SimHost::removeObjects())
+        say("removed objects");
+    else
+        say("left objects in place: a reader still maps them");
+    return 0;
+}

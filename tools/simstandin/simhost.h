@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstddef>
+
+// The simulator's side of the memory object and the event: creates them, signals the
+// event, removes them. One backend file per system.
+namespace SimHost {
+
+// Creates (or takes over a stale) memory object of `size` bytes and maps it writable.
+unsigned char *createRegion(std::size_t size);
+bool createEvent();
+// Wakes every reader waiting for a row.
+void signalEvent();
+// Unmaps both objects and removes them, unless a reader still maps them (false then);
+// safe to call twice.
+bool removeObjects();
+
+} // namespace SimHost

@@ -1,0 +1,108 @@
+#include "simhost.h"
+
+#include <atomic>
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <string>
+#include <sys/stat.h>
+#include <linux/futex.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace SimHost {
+
+namespace {
+const char *const mappingName = "/IRSDKMemMapFileName";
+const char *const eventName = "/IRSDKDataValidEvent";
+unsigned char *region = nullptr;
+std::size_t regionSize = 0;
+std::uint32_t *counter = nullptr;
+
+void *createObject(const char *name, std::size_t size)
+{
+    const int fd = shm_open(name, O_CREAT | O_RDWR, 0644);
+    if (fd < 0) {
+        std::perror(name);
+        return nullptr;
+    }
+    // A reader may still map an object of an earlier run, as a Windows handle keeps it
+    // alive there: it is taken over and never shrunk under that reader.
+    struct stat info;
+    void *view = MAP_FAILED;
+    if (fstat(fd, &info) == 0 && (info.st_size >= static_cast<off_t>(size) || ftruncate(fd, static_cast<off_t>(size)) == 0))
+        view = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    else
+        std::perror("ftruncate");
+    close(fd);
+    return view == MAP_FAILED ? nullptr : view;
+}
+// True when another process maps the memory object, as kvBeacon does while attached.
+bool mappedElsewhere()
+{
+    const std::string self = std::to_string(getpid());
+    DIR *proc = opendir("/proc");
+    if (!proc)
+        return false;
+    bool found = false;
+    while (dirent *entry = readdir(proc)) {
+        if (entry->d_name[0] < '0' || entry->d_name[0] > '9' || self == entry->d_name)
+            continue;
+        FILE *maps = std::fopen(("/proc/" + std::string(entry->d_name) + "/maps").c_str(), "r");
+        if (!maps)
+            continue;
+        char line[512];
+        while (!found && std::fgets(line, sizeof line, maps))
+            found = std::strstr(line, "/dev/shm/IRSDKMemMapFileName") != nullptr;
+        std::fclose(maps);
+        if (found)
+            break;
+    }
+    closedir(proc);
+    return found;
+}
+} // namespace
+
+unsigned char *createRegion(std::size_t size)
+{
+    region = static_cast<unsigned char *>(createObject(mappingName, size));
+    regionSize = region ? size : 0;
+    return region;
+}
+
+bool createEvent()
+{
+    counter = static_cast<std::uint32_t *>(createObject(eventName, 4));
+    return counter != nullptr;
+}
+
+void signalEvent()
+{
+    if (!counter)
+        return;
+    __atomic_add_fetch(counter, 1, __ATOMIC_RELEASE);
+    syscall(SYS_futex, counter, FUTEX_WAKE, INT_MAX, nullptr, nullptr, 0);
+}
+
+bool removeObjects()
+{
+    if (region)
+        munmap(region, regionSize);
+    if (counter)
+        munmap(counter, 4);
+    region = nullptr;
+    counter = nullptr;
+    // On Windows the objects live on while a reader holds them; here they stay in place for
+    // a reader that still maps them, and the next run takes them over.
+    if (mappedElsewhere())
+        return false;
+    shm_unlink(mappingName);
+    shm_unlink(eventName);
+    return true;
+}
+
+} // namespace SimHost
