@@ -23,7 +23,8 @@ QList<InterfaceList::Row> InterfaceList::rows(const QList<Interface> &interfaces
         // Being up is not enough: only a running interface can carry a client.
         if (!netInterface.flags.testFlag(QNetworkInterface::IsRunning) || !netInterface.valid ||
             netInterface.flags.testFlag(QNetworkInterface::IsLoopBack) ||
-            netInterface.flags.testFlag(QNetworkInterface::IsPointToPoint) || netInterface.addresses.isEmpty())
+            netInterface.flags.testFlag(QNetworkInterface::IsPointToPoint) ||
+            netInterface.addresses.isEmpty())
             continue;
         for (const Address &address : netInterface.addresses) {
             if (address.isIPv4)

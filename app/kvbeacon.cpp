@@ -26,8 +26,8 @@ bool isDocumentsFolder(const QString &path)
 void showAppIniMissing(QWidget *parent)
 {
     QMessageBox::critical(parent, QStringLiteral("kV-Beacon"),
-                          QStringLiteral("app.ini not found.\nPlease check path to iRacing Documents"), QMessageBox::Ok,
-                          QMessageBox::NoButton);
+                          QStringLiteral("app.ini not found.\nPlease check path to iRacing Documents"),
+                          QMessageBox::Ok, QMessageBox::NoButton);
 }
 
 QString clientText(int count)
@@ -49,7 +49,8 @@ kvBeacon::kvBeacon(QWidget *parent) : QMainWindow(parent), ui(new Ui::kvBeaconCl
     timerSession.start(1000);
     connect(&timerTelemetry, &QTimer::timeout, this, &kvBeacon::OnTimerIracingVariable);
     connect(ui->pushButton_startServer, &QPushButton::clicked, this, &kvBeacon::OnServerButton);
-    connect(ui->toolButton_openFolder, &QToolButton::clicked, this, &kvBeacon::OnOpenFolderDlgIracingDocuments);
+    connect(ui->toolButton_openFolder, &QToolButton::clicked, this,
+            &kvBeacon::OnOpenFolderDlgIracingDocuments);
     connect(ui->comboBox_netinterfaces, QOverload<int>::of(&QComboBox::currentIndexChanged), this,
             &kvBeacon::OnComboBoxChanged);
 

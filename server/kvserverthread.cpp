@@ -20,7 +20,9 @@ constexpr int waitSliceMs = 50;
 class SocketSource : public FrameReader::Source
 {
 public:
-    SocketSource(QTcpSocket *socket, const std::atomic<bool> &stopping) : socket(socket), stopping(stopping) {}
+    SocketSource(QTcpSocket *socket, const std::atomic<bool> &stopping) : socket(socket), stopping(stopping)
+    {
+    }
 
     qint64 bytesAvailable() override { return socket->bytesAvailable(); }
     QByteArray read(qint64 maxSize) override { return socket->read(maxSize); }
@@ -64,7 +66,8 @@ void kvServerThread::run()
 {
     qDebug() << " Thread started";
     socket = new QTcpSocket();
-    if (!socket->setSocketDescriptor(socketDescriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite)) {
+    if (!socket->setSocketDescriptor(socketDescriptor, QAbstractSocket::ConnectedState,
+                                     QIODevice::ReadWrite)) {
         emit error(socket->error());
         delete socket;
         socket = nullptr;
@@ -98,7 +101,8 @@ void kvServerThread::readyRead()
     case FrameReader::Outcome::Frame:
         break;
     }
-    qDebug() << socketDescriptor << ":" << ": Data in: " << result.frame;
+    qDebug() << socketDescriptor << ":"
+             << ": Data in: " << result.frame;
     ProcessMessage(WireMessage(result.frame));
 }
 
@@ -122,7 +126,8 @@ void kvServerThread::ProcessMessage(const WireMessage &message)
         return;
     case 202:
         reply = QStringLiteral("kv-Beacon");
-        emit sigDebugString(QStringLiteral("(Server) - Get Server name: %1").arg(QStringLiteral("kvBeacon")), 0);
+        emit sigDebugString(QStringLiteral("(Server) - Get Server name: %1").arg(QStringLiteral("kvBeacon")),
+                            0);
         break;
     case 203:
         reply = QString::number(socketDescriptor);
@@ -171,7 +176,8 @@ void kvServerThread::WriteMessage(const QString &frame)
 
 QString kvServerThread::chatTexts() const
 {
-    const QString path = (settings ? settings->iracingDocumentPath() : QString()) + QStringLiteral("/app.ini");
+    const QString path =
+        (settings ? settings->iracingDocumentPath() : QString()) + QStringLiteral("/app.ini");
     const QFileInfo info(path);
     if (!info.exists() || !info.isFile() || !info.isReadable())
         return QStringLiteral("iRacing not found");

@@ -41,7 +41,8 @@ const void *mapView(Handle mapping, std::size_t *size)
     struct stat info;
     if (fstat(toFd(mapping), &info) != 0 || info.st_size <= 0)
         return nullptr;
-    void *view = mmap(nullptr, static_cast<std::size_t>(info.st_size), PROT_READ, MAP_SHARED, toFd(mapping), 0);
+    void *view =
+        mmap(nullptr, static_cast<std::size_t>(info.st_size), PROT_READ, MAP_SHARED, toFd(mapping), 0);
     if (view == MAP_FAILED)
         return nullptr;
     *size = static_cast<std::size_t>(info.st_size);
@@ -123,8 +124,8 @@ double secondsBetween(std::int64_t later, std::int64_t earlier)
     return difftime(static_cast<time_t>(later), static_cast<time_t>(earlier));
 }
 
-const MemoryOps posixOps = {openMapping, mapView, unmapView,  copyFromView, closeHandle,   openEvent,
-                            waitEvent,   closeEvent, sleepMs, now,          secondsBetween};
+const MemoryOps posixOps = {openMapping, mapView,    unmapView, copyFromView, closeHandle,   openEvent,
+                            waitEvent,   closeEvent, sleepMs,   now,          secondsBetween};
 } // namespace
 
 const MemoryOps &systemMemoryOps()

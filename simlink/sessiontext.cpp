@@ -56,10 +56,11 @@ bool findSessionValue(const char *text, std::size_t textSize, const char *path, 
                 bool matches = true;
                 if (*behind == '{') {
                     const char *close = std::strchr(behind, '}');
-                    const std::int32_t wantedLength = close ? static_cast<std::int32_t>(close - behind - 1) : -1;
+                    const std::int32_t wantedLength =
+                        close ? static_cast<std::int32_t>(close - behind - 1) : -1;
                     matches = close && wantedLength == lineValueLength &&
-                              (wantedLength == 0 ||
-                               std::memcmp(lineValueStart, behind + 1, static_cast<std::size_t>(wantedLength)) == 0);
+                              (wantedLength == 0 || std::memcmp(lineValueStart, behind + 1,
+                                                                static_cast<std::size_t>(wantedLength)) == 0);
                     behind = close ? close + 1 : behind;
                 }
                 if (matches) {

@@ -102,8 +102,8 @@ const unsigned char *TelemetryClient::entry(std::int32_t index, std::int32_t ent
     *type = headerField(header, 0);
     if (static_cast<std::uint32_t>(*type) > 5)
         return nullptr;
-    const std::int64_t offset =
-        static_cast<std::int64_t>(headerField(header, 4)) + static_cast<std::int64_t>(entryIndex) * widthOf(*type);
+    const std::int64_t offset = static_cast<std::int64_t>(headerField(header, 4)) +
+                                static_cast<std::int64_t>(entryIndex) * widthOf(*type);
     if (offset < 0 || offset + widthOf(*type) > rowLengthValue)
         return nullptr;
     return row.get() + offset;

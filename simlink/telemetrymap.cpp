@@ -145,8 +145,8 @@ const unsigned char *variableHeader(std::int32_t index)
 {
     if (!headerReadable() || index < 0 || index >= field(variableCountField))
         return nullptr;
-    const std::int64_t offset =
-        static_cast<std::int64_t>(field(variableTableOffsetField)) + static_cast<std::int64_t>(variableHeaderSize) * index;
+    const std::int64_t offset = static_cast<std::int64_t>(field(variableTableOffsetField)) +
+                                static_cast<std::int64_t>(variableHeaderSize) * index;
     if (!inRegion(offset, variableHeaderSize))
         return nullptr;
     return s.regionBase + offset;

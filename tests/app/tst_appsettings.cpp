@@ -21,7 +21,8 @@ private slots:
 private:
     QString iniPath() const
     {
-        return QStandardPaths::writableLocation(QStandardPaths::DataLocation) + QStringLiteral("/kvbeacon.ini");
+        return QStandardPaths::writableLocation(QStandardPaths::DataLocation) +
+               QStringLiteral("/kvbeacon.ini");
     }
 };
 
@@ -38,7 +39,8 @@ void tst_AppSettings::init()
 void tst_AppSettings::defaultsWithoutFile()
 {
     QObject owner;
-    QTest::ignoreMessage(QtDebugMsg, QRegularExpression(QStringLiteral("^Expecting settings at \".*/kvbeacon.ini\"$")));
+    QTest::ignoreMessage(QtDebugMsg,
+                         QRegularExpression(QStringLiteral("^Expecting settings at \".*/kvbeacon.ini\"$")));
     AppSettings settings(&owner);
     QCOMPARE(settings.port(), quint16(47812));
     QCOMPARE(settings.autoStartServer(), false);

@@ -82,7 +82,8 @@ void tst_DocumentsFolder::startupCheck()
         QCOMPARE(box.icon, QMessageBox::Critical);
     }
     // The window comes up all the same, showing the stored path.
-    QCOMPARE(child<QLineEdit>(w.data(), "lineEdit_ir_PathDocuments")->text(), kind == 0 ? QString() : folder.path());
+    QCOMPARE(child<QLineEdit>(w.data(), "lineEdit_ir_PathDocuments")->text(),
+             kind == 0 ? QString() : folder.path());
     QCOMPARE(child<QLineEdit>(w.data(), "lineEdit_port")->text(), QStringLiteral("47812"));
 }
 
@@ -142,7 +143,8 @@ void tst_DocumentsFolder::rejectedChoiceKeepsTheSetting()
     other.write(QStringLiteral("other.ini"), "x");
     chooseFile(*w, other.dir.filePath(QStringLiteral("other.ini")), box);
     QCOMPARE(box.title, QStringLiteral("kV-Beacon"));
-    QCOMPARE(child<QLineEdit>(w.data(), "lineEdit_ir_PathDocuments")->text(), QDir(other.path()).absolutePath());
+    QCOMPARE(child<QLineEdit>(w.data(), "lineEdit_ir_PathDocuments")->text(),
+             QDir(other.path()).absolutePath());
     QCOMPARE(storedSetting(QStringLiteral("paths/iracingdocument")).toString(), good.path());
 }
 

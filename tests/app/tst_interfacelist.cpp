@@ -56,8 +56,9 @@ void tst_InterfaceList::whichInterfacesCount()
 
 void tst_InterfaceList::everyIPv4AddressIsARow()
 {
-    const QList<InterfaceList::Row> rows = InterfaceList::rows({iface(
-        "wlan0", runningUp, {{"10.1.1.1", true}, {"fe80::2", false}, {"10.1.1.2", true}, {"10.1.1.3", true}})});
+    const QList<InterfaceList::Row> rows = InterfaceList::rows(
+        {iface("wlan0", runningUp,
+               {{"10.1.1.1", true}, {"fe80::2", false}, {"10.1.1.2", true}, {"10.1.1.3", true}})});
     QCOMPARE(texts(rows), QStringList({"10.1.1.1 - wlan0", "10.1.1.2 - wlan0", "10.1.1.3 - wlan0"}));
     QCOMPARE(rows.at(2).address, QStringLiteral("10.1.1.3"));
 }

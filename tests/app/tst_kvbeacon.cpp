@@ -115,8 +115,10 @@ void tst_kvBeacon::formTree()
     QCOMPARE(child<QLabel>(&w, "label")->text(), QStringLiteral("IP:"));
     QCOMPARE(child<QLabel>(&w, "label_2")->text(), QStringLiteral("Port:"));
     QCOMPARE(child<QToolButton>(&w, "toolButton_openFolder")->text(), QStringLiteral("..."));
-    QCOMPARE(child<QCheckBox>(&w, "checkBox_startup_server")->text(), QStringLiteral("Server starts at startup"));
-    QCOMPARE(child<QPushButton>(&w, "pushButton_startServer")->sizePolicy().verticalPolicy(), QSizePolicy::Fixed);
+    QCOMPARE(child<QCheckBox>(&w, "checkBox_startup_server")->text(),
+             QStringLiteral("Server starts at startup"));
+    QCOMPARE(child<QPushButton>(&w, "pushButton_startServer")->sizePolicy().verticalPolicy(),
+             QSizePolicy::Fixed);
     QCOMPARE(child<QLabel>(&w, "label_sessionTime")->text(), QStringLiteral("0"));
     QCOMPARE(child<QLabel>(&w, "label_laps")->text(), QStringLiteral("0/0"));
     QCOMPARE(child<QLabel>(&w, "label_sessionType")->text(), QStringLiteral("n/a"));
@@ -143,9 +145,9 @@ void tst_kvBeacon::formTree()
     QCOMPARE(labels.at(0)->contentsMargins(), QMargins(10, 2, 10, 2));
 
     // Keyboard focus follows the order of creation.
-    const char *focusOrder[] = {"toolButton_openFolder", "lineEdit_ir_PathDocuments", "lineEdit_ip",
-                                "lineEdit_port",         "comboBox_netinterfaces",    "checkBox_startup_server",
-                                "pushButton_startServer"};
+    const char *focusOrder[] = {
+        "toolButton_openFolder",  "lineEdit_ir_PathDocuments", "lineEdit_ip",           "lineEdit_port",
+        "comboBox_netinterfaces", "checkBox_startup_server",   "pushButton_startServer"};
     for (size_t i = 0; i + 1 < std::size(focusOrder); ++i) {
         QWidget *from = child<QWidget>(&w, focusOrder[i]);
         QWidget *next = from->nextInFocusChain();

@@ -66,7 +66,10 @@ public:
         socket.connectToHost(QHostAddress::LocalHost, port);
     }
 
-    bool waitConnected() { return QTest::qWaitFor([this] { return socket.state() == QTcpSocket::ConnectedState; }); }
+    bool waitConnected()
+    {
+        return QTest::qWaitFor([this] { return socket.state() == QTcpSocket::ConnectedState; });
+    }
     void send(const QByteArray &bytes)
     {
         (void)waitConnected();
@@ -84,8 +87,9 @@ public:
     // Waits for one whole frame of ASCII payload, as its length field counts it.
     QByteArray takeFrame(int timeoutMs = 5000)
     {
-        (void)QTest::qWaitFor([&] { return received.size() >= 8 && received.size() >= 8 + received.mid(1, 6).toInt(); },
-                              timeoutMs);
+        (void)QTest::qWaitFor(
+            [&] { return received.size() >= 8 && received.size() >= 8 + received.mid(1, 6).toInt(); },
+            timeoutMs);
         return take(received.size() >= 8 ? 8 + received.mid(1, 6).toInt() : 8, 0);
     }
     bool waitClosed(int timeoutMs = 5000)

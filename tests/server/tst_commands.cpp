@@ -88,7 +88,8 @@ void tst_Commands::serverName()
 void tst_Commands::clientIdAndName()
 {
     const QByteArray id = QByteArray::number(server->currentThread->socketDescriptor);
-    const QByteArray expected = "@" + QByteArray::number(12 + id.size()).rightJustified(6, '0') + ";203;000004;" + id + ";";
+    const QByteArray expected =
+        "@" + QByteArray::number(12 + id.size()).rightJustified(6, '0') + ";203;000004;" + id + ";";
     QCOMPARE(roundTrip(request(203, 4), expected.size()), expected);
     QTRY_COMPARE(log->last().at(0).toString(), "(Server) - Get Client ID: " + QString::fromLatin1(id));
 
@@ -177,7 +178,8 @@ void tst_Commands::documentsBeforeAnyPublish()
                             "    \"SI.SessionType\": \"n/a\",\n"
                             "    \"WI.Trackname\": \"n/a\"\n"
                             "}\n";
-    const QByteArray infoFrame = "@" + QByteArray::number(12 + info.size()).rightJustified(6, '0') + ";208;000011;" + info + ";";
+    const QByteArray infoFrame =
+        "@" + QByteArray::number(12 + info.size()).rightJustified(6, '0') + ";208;000011;" + info + ";";
     QCOMPARE(roundTrip(request(208, 11), infoFrame.size()), infoFrame);
 
     client->send(request(207, 12));
@@ -189,7 +191,8 @@ void tst_Commands::documentsBeforeAnyPublish()
     QCOMPARE(doc.value("SessionTimeSinceStarted").toDouble(), -1.0);
     QCOMPARE(doc.value("IsOnTrack").toBool(true), false);
     QVERIFY(live.contains("\"SessionTimeSinceStarted\": -1,\n"));
-    QVERIFY(client->received.startsWith("@" + QByteArray::number(live.size() + 12).rightJustified(6, '0') + ";207;000012;"));
+    QVERIFY(client->received.startsWith("@" + QByteArray::number(live.size() + 12).rightJustified(6, '0') +
+                                        ";207;000012;"));
 }
 
 void tst_Commands::documentsFollowThePublish()
@@ -221,7 +224,8 @@ void tst_Commands::documentWithNonAsciiText()
     client->send(request(208, 1));
     QVERIFY(QTest::qWaitFor([&] { return client->received.endsWith("}\n;"); }));
     const QByteArray frame = client->received;
-    QVERIFY(frame.contains("\"WI.Trackname\": \"N\xc3\xbc" "rburgring\""));
+    QVERIFY(frame.contains("\"WI.Trackname\": \"N\xc3\xbc"
+                           "rburgring\""));
     // The length field counts characters: one fewer than the bytes of the body.
     QCOMPARE(frame.mid(1, 6).toInt(), frame.size() - 8 - 1);
 }
@@ -234,7 +238,8 @@ void tst_Commands::chatTexts()
                 "AutoChatStr3=\"quoted, kept\"\n"
                 "AutoChatStr15=last\n");
     const QByteArray texts = "Pit this lap|a,b|quoted, kept||||||||||||last";
-    const QByteArray frame = "@" + QByteArray::number(12 + texts.size()).rightJustified(6, '0') + ";205;000001;" + texts + ";";
+    const QByteArray frame =
+        "@" + QByteArray::number(12 + texts.size()).rightJustified(6, '0') + ";205;000001;" + texts + ";";
     QCOMPARE(roundTrip(request(205, 1), frame.size()), frame);
     QVERIFY(capture->contains(QStringLiteral("Pit this lap|a,b|")));
 }
@@ -261,7 +266,8 @@ void tst_Commands::chatTextsEditedBetweenRequests()
         writeAppIni("[Autochat Messages]\nAutoChatStr1=" + text + "\n");
         QFile file(documents->filePath(QStringLiteral("app.ini")));
         QVERIFY(file.open(QIODevice::ReadWrite));
-        QVERIFY(file.setFileTime(QDateTime(QDate(2026, 1, 1), QTime(12, 0)), QFileDevice::FileModificationTime));
+        QVERIFY(
+            file.setFileTime(QDateTime(QDate(2026, 1, 1), QTime(12, 0)), QFileDevice::FileModificationTime));
         const QByteArray expected = request(205, round, text + "||||||||||||||");
         QCOMPARE(roundTrip(request(205, round), expected.size()), expected);
     }

@@ -162,7 +162,8 @@ void tst_kvServer::severalClientsAndOneDisconnect()
     QVERIFY(s.server.clientConnected);
 
     b.socket.disconnectFromHost();
-    const QString gone = QStringLiteral("(Server) - Client disconnected ID:%1").arg(QString::fromLatin1(ids.at(1)));
+    const QString gone =
+        QStringLiteral("(Server) - Client disconnected ID:%1").arg(QString::fromLatin1(ids.at(1)));
     QTRY_VERIFY(s.logTexts().contains(gone));
     QTRY_COMPARE(s.server.clientCount(), 2);
     // Any disconnect clears the flag, though two clients remain.

@@ -24,8 +24,10 @@ void tst_WireMessage::build_data()
     QTest::newRow("button ok") << 206 << 42 << "Button ok" << QByteArray("@000021;206;000042;Button ok;");
     QTest::newRow("empty payload") << 202 << 7 << "" << QByteArray("@000012;202;000007;;");
     QTest::newRow("id zero") << 203 << 0 << "5" << QByteArray("@000013;203;000000;5;");
-    QTest::newRow("negative id keeps its sign") << 209 << -5 << "KEY OK" << QByteArray("@000018;209;0000-5;KEY OK;");
-    QTest::newRow("percent markers unchanged") << 205 << 1 << "%1 and %2" << QByteArray("@000021;205;000001;%1 and %2;");
+    QTest::newRow("negative id keeps its sign")
+        << 209 << -5 << "KEY OK" << QByteArray("@000018;209;0000-5;KEY OK;");
+    QTest::newRow("percent markers unchanged")
+        << 205 << 1 << "%1 and %2" << QByteArray("@000021;205;000001;%1 and %2;");
     QTest::newRow("line break and separator counted")
         << 207 << 3 << "a;\nb" << QByteArray("@000016;207;000003;a;\nb;");
     QTest::newRow("e acute counts one code unit, takes two bytes")
@@ -60,7 +62,8 @@ void tst_WireMessage::parse_data()
 
     QTest::newRow("request") << QByteArray("@000012;202;000007;;") << true << 12 << 202 << 7 << ";";
     QTest::newRow("chat button") << QByteArray("@000013;206;000042;3;") << true << 13 << 206 << 42 << "3;";
-    QTest::newRow("19 bytes, empty payload") << QByteArray("@000011;201;000001;") << true << 11 << 201 << 1 << "";
+    QTest::newRow("19 bytes, empty payload")
+        << QByteArray("@000011;201;000001;") << true << 11 << 201 << 1 << "";
     QTest::newRow("18 bytes refused") << QByteArray("@000010;201;000001") << false << 0 << -1 << 0 << "";
     QTest::newRow("no marker refused") << QByteArray("#000012;202;000007;;") << false << 0 << -1 << 0 << "";
     QTest::newRow("negative id") << QByteArray("@000012;209;-00005;;") << true << 12 << 209 << -5 << ";";

@@ -107,8 +107,8 @@ void tst_SessionData::conversions()
 {
     QFETCH(SessionData, record);
     QFETCH(QString, member);
-    const QString text = SessionData::documentText(record.LiveDocument()) +
-                         SessionData::documentText(record.InfoDocument());
+    const QString text =
+        SessionData::documentText(record.LiveDocument()) + SessionData::documentText(record.InfoDocument());
     QVERIFY2(text.contains(QStringLiteral("\n    ") + member + QLatin1Char('\n')), qPrintable(text));
 }
 

@@ -73,18 +73,19 @@ private:
 
 void usage()
 {
-    std::puts("usage: kvbeacon-simulator [--scenario FILE] [--rate ROWS_PER_SECOND] [--start-tick N]\n"
-              "                          [--duration SECONDS]\n"
-              "Commands on standard input, one a line:\n"
-              "  stop              clear the status bit: the simulator stops publishing\n"
-              "  start             set the status bit and publish again\n"
-              "  stall             keep the status bit but write no rows\n"
-              "  resume            write rows again after a stall\n"
-              "  restart [TICK]    start the ticks again from TICK (default 1) and the scenario from its start\n"
-              "  rowlength N       change the row length in the header (rows move to match)\n"
-              "  set NAME VALUE    pin a variable to a value, overriding the scenario\n"
-              "  unset NAME        give the variable back to the scenario\n"
-              "  quit              remove the objects and end");
+    std::puts(
+        "usage: kvbeacon-simulator [--scenario FILE] [--rate ROWS_PER_SECOND] [--start-tick N]\n"
+        "                          [--duration SECONDS]\n"
+        "Commands on standard input, one a line:\n"
+        "  stop              clear the status bit: the simulator stops publishing\n"
+        "  start             set the status bit and publish again\n"
+        "  stall             keep the status bit but write no rows\n"
+        "  resume            write rows again after a stall\n"
+        "  restart [TICK]    start the ticks again from TICK (default 1) and the scenario from its start\n"
+        "  rowlength N       change the row length in the header (rows move to match)\n"
+        "  set NAME VALUE    pin a variable to a value, overriding the scenario\n"
+        "  unset NAME        give the variable back to the scenario\n"
+        "  quit              remove the objects and end");
 }
 } // namespace
 
@@ -131,8 +132,8 @@ int main(int argc, char **argv)
     for (const Scenario::Phase &phase : scenario.phases)
         for (const Scenario::Motion &motion : phase.motions)
             if (layout.indexOf(motion.variable) < 0) {
-                say("error: %s: phase %s names the unknown variable %s", scenarioPath.c_str(), phase.name.c_str(),
-                    motion.variable.c_str());
+                say("error: %s: phase %s names the unknown variable %s", scenarioPath.c_str(),
+                    phase.name.c_str(), motion.variable.c_str());
                 return 2;
             }
 
@@ -151,8 +152,8 @@ int main(int argc, char **argv)
         SimHost::removeObjects();
         return 1;
     }
-    say("created memory /IRSDKMemMapFileName size=%zu variables=%zu rowlength=%d slots=%d", layout.regionSize(),
-        layout.variables().size(), layout.naturalRowLength(), layout.slotCount());
+    say("created memory /IRSDKMemMapFileName size=%zu variables=%zu rowlength=%d slots=%d",
+        layout.regionSize(), layout.variables().size(), layout.naturalRowLength(), layout.slotCount());
     say("created event /IRSDKDataValidEvent");
     layout.setPublishing(region, true);
     say("publishing rate=%g tick=%ld scenario=%s", rate, startTick, scenarioPath.c_str());
@@ -167,7 +168,8 @@ int main(int argc, char **argv)
     std::string phase;
 
     using Clock = std::chrono::steady_clock;
-    const auto period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / rate));
+    const auto period =
+        std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / rate));
     auto started = Clock::now();
     const auto launched = started;
     auto next = started;
@@ -248,7 +250,8 @@ int main(int argc, char **argv)
             const std::int32_t length = layout.currentRowLength(region);
             for (const auto &value : values) {
                 const std::int32_t index = layout.indexOf(value.first);
-                if (layout.valueOffset(index) + RegionLayout::widthOf(layout.variables()[index].type) <= length)
+                if (layout.valueOffset(index) + RegionLayout::widthOf(layout.variables()[index].type) <=
+                    length)
                     layout.setValue(region, slot, index, 0, value.second);
             }
             layout.publish(region, slot, static_cast<std::int32_t>(tick));

@@ -24,7 +24,8 @@ RegionLayout::RegionLayout(std::vector<Variable> variables, std::int32_t slotCou
     variableTableOffset = alignedTo(headerSize + slotSize * (slots < 1 ? 1 : slots), 16);
     sessionTextOffset = variableTableOffset + variableHeaderSize * static_cast<std::int32_t>(vars.size());
     rowsOffset = alignedTo(sessionTextOffset + sessionTextCapacity, 16);
-    size = static_cast<std::size_t>(rowsOffset) + static_cast<std::size_t>(maxRow) * static_cast<std::size_t>(slots);
+    size = static_cast<std::size_t>(rowsOffset) +
+           static_cast<std::size_t>(maxRow) * static_cast<std::size_t>(slots);
 }
 
 std::int32_t RegionLayout::widthOf(std::int32_t type)
@@ -63,9 +64,9 @@ std::int32_t RegionLayout::readInt(const unsigned char *at)
 void RegionLayout::initialise(unsigned char *region) const
 {
     std::memset(region, 0, size);
-    writeInt(region + 0, 2);   // layout version
-    writeInt(region + 8, 60);  // rows per second
-    writeInt(region + 12, 0);  // session text updates
+    writeInt(region + 0, 2);  // layout version
+    writeInt(region + 8, 60); // rows per second
+    writeInt(region + 12, 0); // session text updates
     writeInt(region + 16, sessionTextCapacity);
     writeInt(region + 20, sessionTextOffset);
     writeInt(region + 24, static_cast<std::int32_t>(vars.size()));
@@ -123,7 +124,8 @@ void RegionLayout::setValue(unsigned char *region, std::int32_t slot, std::int32
                             double value) const
 {
     const Variable &v = vars.at(static_cast<std::size_t>(index));
-    unsigned char *at = row(region, slot) + offsets[static_cast<std::size_t>(index)] + entry * widthOf(v.type);
+    unsigned char *at =
+        row(region, slot) + offsets[static_cast<std::size_t>(index)] + entry * widthOf(v.type);
     switch (v.type) {
     case 0:
     case 1: {

@@ -40,7 +40,8 @@ bool Scenario::parse(std::istream &in, std::string *error)
             Motion m;
             m.kind = keyword == "set" ? Motion::Set : keyword == "ramp" ? Motion::Ramp : Motion::Rate;
             if (!(words >> m.variable >> m.a) || (m.kind == Motion::Ramp && !(words >> m.b)))
-                return fail(keyword + " needs a variable and " + (m.kind == Motion::Ramp ? "two values" : "a value"));
+                return fail(keyword + " needs a variable and " +
+                            (m.kind == Motion::Ramp ? "two values" : "a value"));
             phases.back().motions.push_back(m);
         } else if (keyword == "loop") {
             loop = true;

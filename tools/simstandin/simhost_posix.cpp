@@ -7,10 +7,10 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
-#include <string>
-#include <sys/stat.h>
 #include <linux/futex.h>
+#include <string>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -34,7 +34,8 @@ void *createObject(const char *name, std::size_t size)
     // alive there: it is taken over and never shrunk under that reader.
     struct stat info;
     void *view = MAP_FAILED;
-    if (fstat(fd, &info) == 0 && (info.st_size >= static_cast<off_t>(size) || ftruncate(fd, static_cast<off_t>(size)) == 0))
+    if (fstat(fd, &info) == 0 &&
+        (info.st_size >= static_cast<off_t>(size) || ftruncate(fd, static_cast<off_t>(size)) == 0))
         view = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
     else
         std::perror("ftruncate");

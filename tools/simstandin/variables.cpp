@@ -89,8 +89,8 @@ std::vector<RegionLayout::Variable> simulatorVariables()
     };
     // Car channels of every kind fill the table up to a simulator's size.
     static const char *const corners[] = {"LF", "RF", "LR", "RR"};
-    static const char *const channels[] = {"tempCL", "tempCM", "tempCR", "wearL", "wearM", "wearR",
-                                           "shockDefl", "shockVel", "rideHeight", "pressure"};
+    static const char *const channels[] = {"tempCL", "tempCM",    "tempCR",   "wearL",      "wearM",
+                                           "wearR",  "shockDefl", "shockVel", "rideHeight", "pressure"};
     for (const char *corner : corners)
         for (const char *channel : channels)
             v.push_back({std::string(corner) + channel, Float, 1});
