@@ -3,7 +3,12 @@
 #include "appsettings.h"
 #include "interfacelist.h"
 #include "kvserver.h"
+#include "platform.h"
+#include "sessionpoll.h"
+#include "simcommands.h"
 #include "statusbar.h"
+#include "telemetrymap.h"
+#include "telemetrypoll.h"
 #include "ui_kvbeacon.h"
 
 #include <QCloseEvent>
@@ -97,9 +102,30 @@ void kvBeacon::InitWindow()
         QTimer::singleShot(1000, this, &kvBeacon::OnServerButton);
 }
 
-void kvBeacon::OnTimer() {}
+void kvBeacon::OnTimer()
+{
+    const SessionPoll::View view =
+        SessionPoll::run(sessionData, simulatorFound, simulatorForeground, timerTelemetry.isActive());
+    ui->statusBar->setStatusText(view.status);
+    if (view.showLabels) {
+        ui->label_sessionTime->setText(view.time);
+        ui->label_sessionType->setText(view.type);
+        ui->label_trackname->setText(view.track);
+        ui->label_laps->setText(view.laps);
+    }
+    if (view.startTelemetry) {
+        timerTelemetry.start(100);
+        platform::windowOps().beginTimerPeriod();
+    }
+}
 
-void kvBeacon::OnTimerIracingVariable() {}
+void kvBeacon::OnTimerIracingVariable()
+{
+    if (!TelemetryPoll::run(sessionData))
+        return;
+    if (server && server->clientConnected)
+        server->publish(sessionData);
+}
 
 void kvBeacon::OnOpenFolderDlgIracingDocuments()
 {
@@ -128,6 +154,10 @@ void kvBeacon::OnServerButton()
         if (!server) {
             server = new kvServer(settings, this);
             connect(server, &kvServer::sigDebugString, this, &kvBeacon::OnDebugString);
+            connect(server, &kvServer::sigButtonChatClicked, this,
+                    [this](int id) { SimCommands::chat(simulatorFound, id); });
+            connect(server, &kvServer::sigKeyboardKey, this,
+                    [this](int key) { SimCommands::key(simulatorForeground, key); });
             // A stopped server may still report its last threads; only the current one counts.
             connect(server, &kvServer::sigClientCountChanged, this, [this, s = server](int count) {
                 if (s == server)
@@ -165,6 +195,8 @@ void kvBeacon::OnClientCountChanged(int count)
 
 void kvBeacon::closeEvent(QCloseEvent *event)
 {
+    TelemetryMap::detach();
+    platform::windowOps().endTimerPeriod();
     settings->setIracingDocumentPath(ui->lineEdit_ir_PathDocuments->text());
     settings->setIp(ui->lineEdit_ip->text());
     settings->setNetInterface(ui->comboBox_netinterfaces->currentText());

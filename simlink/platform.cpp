@@ -4,6 +4,7 @@ namespace platform {
 
 namespace {
 const MemoryOps *installed = nullptr;
+const WindowOps *installedWindowOps = nullptr;
 } // namespace
 
 const MemoryOps &memoryOps()
@@ -14,6 +15,16 @@ const MemoryOps &memoryOps()
 void setMemoryOps(const MemoryOps *ops)
 {
     installed = ops;
+}
+
+const WindowOps &windowOps()
+{
+    return installedWindowOps ? *installedWindowOps : systemWindowOps();
+}
+
+void setWindowOps(const WindowOps *ops)
+{
+    installedWindowOps = ops;
 }
 
 } // namespace platform

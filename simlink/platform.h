@@ -31,11 +31,33 @@ struct MemoryOps
     double (*secondsBetween)(std::int64_t later, std::int64_t earlier);
 };
 
+// The simulator's window, the foreground, the broadcast message, injected keys and the
+// timer resolution. Windows are compared by their handles only.
+struct WindowOps
+{
+    // The top-level window titled "iRacing.com Simulator", or null.
+    Handle (*findSimulatorWindow)();
+    // The window that has the user's input, or null.
+    Handle (*foregroundWindow)();
+    // The system-wide number of the message "IRSDK_BROADCASTMSG"; 0 on failure.
+    std::uint32_t (*registerBroadcastMessage)();
+    // Hands the message to every top-level window without waiting.
+    void (*postBroadcast)(std::uint32_t message, std::intptr_t wParam, std::intptr_t lParam);
+    // Puts one key event of a virtual-key code into the input stream.
+    void (*sendKey)(std::uint16_t virtualKey, bool keyUp);
+    // Asks for, and gives back, a 1 ms system timer resolution.
+    void (*beginTimerPeriod)();
+    void (*endTimerPeriod)();
+};
+
 // The backend's own operations.
 const MemoryOps &systemMemoryOps();
+const WindowOps &systemWindowOps();
 // The operations in force: the system's unless a test has put in its own.
 const MemoryOps &memoryOps();
 // For tests; null goes back to the system's. Main thread only, while the link is detached.
 void setMemoryOps(const MemoryOps *ops);
+const WindowOps &windowOps();
+void setWindowOps(const WindowOps *ops);
 
 } // namespace platform

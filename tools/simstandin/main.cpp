@@ -2,14 +2,15 @@
 // Publishes telemetry rows and a session text through the same memory object and event
 // as the simulator, driven by a scenario file, and takes fault commands on standard input.
 #include "regionlayout.h"
+#include "report.h"
 #include "scenario.h"
 #include "simhost.h"
+#include "simwindow.h"
 #include "variables.h"
 
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -28,16 +29,6 @@
 
 namespace {
 std::atomic<bool> quitRequested{false};
-
-void say(const char *format, ...)
-{
-    va_list args;
-    va_start(args, format);
-    std::vprintf(format, args);
-    va_end(args);
-    std::fputc('\n', stdout);
-    std::fflush(stdout);
-}
 
 void onSignal(int)
 {
@@ -85,7 +76,10 @@ void usage()
         "  rowlength N       change the row length in the header (rows move to match)\n"
         "  set NAME VALUE    pin a variable to a value, overriding the scenario\n"
         "  unset NAME        give the variable back to the scenario\n"
-        "  quit              remove the objects and end");
+        "  focus, unfocus    take the input focus to the window, or away from it\n"
+        "  quit              remove the objects and end\n"
+        "--no-window leaves out the window titled \"iRacing.com Simulator\", which otherwise\n"
+        "opens on the display and reports the broadcast messages and keys that reach it.");
 }
 } // namespace
 
@@ -95,6 +89,7 @@ int main(int argc, char **argv)
     double rate = 60;
     long startTick = 1;
     double duration = 0;
+    bool withWindow = true;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         const bool hasValue = i + 1 < argc;
@@ -106,13 +101,15 @@ int main(int argc, char **argv)
             startTick = std::atol(argv[++i]);
         else if (arg == "--duration" && hasValue)
             duration = std::atof(argv[++i]);
+        else if (arg == "--no-window")
+            withWindow = false;
         else {
             usage();
             return arg == "--help" ? 0 : 2;
         }
     }
     if (rate <= 0 || rate > 1000) {
-        say("error: the rate must lie above 0 and at most 1000 rows per second");
+        report("error: the rate must lie above 0 and at most 1000 rows per second");
         return 2;
     }
 
@@ -120,11 +117,11 @@ int main(int argc, char **argv)
     std::ifstream file(scenarioPath);
     std::string error;
     if (!file) {
-        say("error: cannot read the scenario %s", scenarioPath.c_str());
+        report("error: cannot read the scenario %s", scenarioPath.c_str());
         return 2;
     }
     if (!scenario.parse(file, &error)) {
-        say("error: %s: %s", scenarioPath.c_str(), error.c_str());
+        report("error: %s: %s", scenarioPath.c_str(), error.c_str());
         return 2;
     }
 
@@ -132,14 +129,14 @@ int main(int argc, char **argv)
     for (const Scenario::Phase &phase : scenario.phases)
         for (const Scenario::Motion &motion : phase.motions)
             if (layout.indexOf(motion.variable) < 0) {
-                say("error: %s: phase %s names the unknown variable %s", scenarioPath.c_str(),
-                    phase.name.c_str(), motion.variable.c_str());
+                report("error: %s: phase %s names the unknown variable %s", scenarioPath.c_str(),
+                       phase.name.c_str(), motion.variable.c_str());
                 return 2;
             }
 
     unsigned char *region = SimHost::createRegion(layout.regionSize());
     if (!region || !SimHost::createEvent()) {
-        say("error: cannot create the memory object or the event");
+        report("error: cannot create the memory object or the event");
         SimHost::removeObjects();
         return 1;
     }
@@ -148,15 +145,18 @@ int main(int argc, char **argv)
 
     layout.initialise(region);
     if (!layout.setSessionText(region, scenario.sessionText)) {
-        say("error: the session text is too long");
+        report("error: the session text is too long");
         SimHost::removeObjects();
         return 1;
     }
-    say("created memory /IRSDKMemMapFileName size=%zu variables=%zu rowlength=%d slots=%d",
-        layout.regionSize(), layout.variables().size(), layout.naturalRowLength(), layout.slotCount());
-    say("created event /IRSDKDataValidEvent");
+    report("created memory /IRSDKMemMapFileName size=%zu variables=%zu rowlength=%d slots=%d",
+           layout.regionSize(), layout.variables().size(), layout.naturalRowLength(), layout.slotCount());
+    report("created event /IRSDKDataValidEvent");
     layout.setPublishing(region, true);
-    say("publishing rate=%g tick=%ld scenario=%s", rate, startTick, scenarioPath.c_str());
+    report("publishing rate=%g tick=%ld scenario=%s", rate, startTick, scenarioPath.c_str());
+
+    if (withWindow && !SimWindow::open())
+        report("no display: no window");
 
     CommandQueue commands;
     commands.start();
@@ -186,48 +186,50 @@ int main(int argc, char **argv)
             if (command == "stop") {
                 publishing = false;
                 layout.setPublishing(region, false);
-                say("stopped");
+                report("stopped");
             } else if (command == "start") {
                 publishing = true;
                 layout.setPublishing(region, true);
-                say("started");
+                report("started");
             } else if (command == "stall") {
                 stalled = true;
-                say("stalled");
+                report("stalled");
             } else if (command == "resume") {
                 stalled = false;
-                say("resumed");
+                report("resumed");
             } else if (command == "restart") {
                 long from = 1;
                 words >> from;
                 tick = from;
                 player.restart();
                 started = Clock::now();
-                say("restarted tick=%ld", tick);
+                report("restarted tick=%ld", tick);
             } else if (command == "rowlength") {
                 int length = -1;
                 if (words >> length && layout.setRowLength(region, length))
-                    say("rowlength %d", length);
+                    report("rowlength %d", length);
                 else
-                    say("error: rowlength needs a length from 0 to 8192");
+                    report("error: rowlength needs a length from 0 to 8192");
             } else if (command == "set") {
                 std::string name;
                 double value = 0;
                 if (words >> name >> value && layout.indexOf(name) >= 0) {
                     pinned[name] = value;
-                    say("set %s %g", name.c_str(), value);
+                    report("set %s %g", name.c_str(), value);
                 } else {
-                    say("error: set needs a known variable and a value");
+                    report("error: set needs a known variable and a value");
                 }
             } else if (command == "unset") {
                 std::string name;
                 words >> name;
                 pinned.erase(name);
-                say("unset %s", name.c_str());
+                report("unset %s", name.c_str());
+            } else if (command == "focus" || command == "unfocus") {
+                SimWindow::setFocus(command == "focus");
             } else if (command == "quit") {
                 quitRequested = true;
             } else {
-                say("error: unknown command \"%s\"", command.c_str());
+                report("error: unknown command \"%s\"", command.c_str());
             }
         }
         if (quitRequested)
@@ -241,7 +243,7 @@ int main(int argc, char **argv)
             std::map<std::string, double> values = player.valuesAt(seconds);
             if (player.phaseName() != phase) {
                 phase = player.phaseName();
-                say("phase %s", phase.empty() ? "(end)" : phase.c_str());
+                report("phase %s", phase.empty() ? "(end)" : phase.c_str());
             }
             for (const auto &pin : pinned)
                 values[pin.first] = pin.second;
@@ -260,7 +262,7 @@ int main(int argc, char **argv)
             ++rowsThisSecond;
         }
         if (now - secondMark >= std::chrono::seconds(1)) {
-            say("tick %ld rows=%ld", tick - 1, rowsThisSecond);
+            report("tick %ld rows=%ld", tick - 1, rowsThisSecond);
             rowsThisSecond = 0;
             secondMark = now;
         }
@@ -270,10 +272,11 @@ int main(int argc, char **argv)
         std::this_thread::sleep_until(next);
     }
 
+    SimWindow::close();
     layout.setPublishing(region, false);
     if (SimHost::removeObjects())
-        say("removed objects");
+        report("removed objects");
     else
-        say("left objects in place: a reader still maps them");
+        report("left objects in place: a reader still maps them");
     return 0;
 }
