@@ -10,6 +10,7 @@
 #include <X11/extensions/XTest.h>
 
 #include <cstring>
+#include <unistd.h>
 #include <string>
 #include <vector>
 
@@ -147,12 +148,34 @@ std::uint32_t registerBroadcastMessage()
     return d ? static_cast<std::uint32_t>(XInternAtom(d, "IRSDK_BROADCASTMSG", False)) : 0;
 }
 
+// True for kvBeacon's own windows, which have no use for the message (and the toolkit
+// would warn about each one).
+bool ownWindow(Display *d, Window window)
+{
+    static const Atom pidAtom = XInternAtom(d, "_NET_WM_PID", False);
+    Atom type = None;
+    int format = 0;
+    unsigned long count = 0, after = 0;
+    unsigned char *data = nullptr;
+    bool own = false;
+    if (XGetWindowProperty(d, window, pidAtom, 0, 1, False, XA_CARDINAL, &type, &format, &count, &after, &data) ==
+            Success &&
+        data) {
+        own = type == XA_CARDINAL && format == 32 && count == 1 &&
+              static_cast<pid_t>(*reinterpret_cast<unsigned long *>(data)) == getpid();
+        XFree(data);
+    }
+    return own;
+}
+
 void postBroadcast(std::uint32_t message, std::intptr_t wParam, std::intptr_t lParam)
 {
     Display *d = display();
     if (!d)
         return;
     auto send = [&](Window window) {
+        if (ownWindow(d, window))
+            return;
         XEvent event;
         std::memset(&event, 0, sizeof event);
         event.xclient.type = ClientMessage;

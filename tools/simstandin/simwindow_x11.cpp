@@ -22,10 +22,25 @@ std::thread worker;
 std::atomic<bool> running{false};
 // 0: nothing asked, 1: take the focus, 2: give it away.
 std::atomic<int> focusRequest{0};
+// The X server went away: the window is gone, but the simulator publishes on.
+std::atomic<bool> connectionLost{false};
 
 int ignoreError(Display *, XErrorEvent *)
 {
     return 0;
+}
+
+int reportLostConnection(Display *)
+{
+    if (!connectionLost.exchange(true))
+        report("window lost: the X connection broke");
+    return 0;
+}
+
+// Returning here keeps the process alive; Xlib's own handler would end it.
+void keepRunning(Display *, void *)
+{
+    connectionLost = true;
 }
 
 void handle(const XEvent &event, Atom broadcast)
@@ -48,7 +63,7 @@ void run()
 {
     const Atom broadcast = XInternAtom(display, "IRSDK_BROADCASTMSG", False);
     pollfd connection{ConnectionNumber(display), POLLIN, 0};
-    while (running) {
+    while (running && !connectionLost) {
         const int request = focusRequest.exchange(0);
         if (request == 1)
             XSetInputFocus(display, window, RevertToPointerRoot, CurrentTime);
@@ -71,9 +86,11 @@ void run()
 bool open()
 {
     XSetErrorHandler(ignoreError);
+    XSetIOErrorHandler(reportLostConnection);
     display = XOpenDisplay(nullptr);
     if (!display)
         return false;
+    XSetIOErrorExitHandler(display, keepRunning, nullptr);
     const int screen = DefaultScreen(display);
     window = XCreateSimpleWindow(display, RootWindow(display, screen), 40, 40, 320, 120, 1,
                                  BlackPixel(display, screen), WhitePixel(display, screen));
@@ -103,10 +120,12 @@ void close()
     running = false;
     if (worker.joinable())
         worker.join();
-    XDestroyWindow(display, window);
-    XCloseDisplay(display);
+    if (!connectionLost) {
+        XDestroyWindow(display, window);
+        XCloseDisplay(display);
+        report("window closed");
+    }
     display = nullptr;
-    report("window closed");
 }
 
 } // namespace SimWindow

@@ -1,0 +1,237 @@
+#include "kvbeacon.h"
+#include "kvserver.h"
+#include "xvfbserver.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProcess>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QStatusBar>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <sys/mman.h>
+
+namespace {
+const char *const scenarioText = "session-text-begin\n"
+                                 "WeekendInfo:\n"
+                                 " TrackName: e2e_track\n"
+                                 "SessionInfo:\n"
+                                 " Sessions:\n"
+                                 " - SessionNum: 0\n"
+                                 "   SessionLaps: unlimited\n"
+                                 "   SessionTime: 300.0000 sec\n"
+                                 "   SessionType: Practice\n"
+                                 " - SessionNum: 1\n"
+                                 "   SessionLaps: 15\n"
+                                 "   SessionTime: unlimited\n"
+                                 "   SessionType: Race\n"
+                                 "DriverInfo:\n"
+                                 " DriverCarFuelMaxLtr: 110.000\n"
+                                 "session-text-end\n"
+                                 "phase Practice 2\n"
+                                 "set SessionNum 0\n"
+                                 "rate SessionTime 1\n"
+                                 "phase Race 3600\n"
+                                 "set SessionNum 1\n"
+                                 "rate SessionTime 1\n"
+                                 "set RaceLaps 6\n";
+
+QByteArray request(int command, int id, const QByteArray &payload = QByteArray())
+{
+    const QByteArray body = QByteArray::number(command) + ';' + QByteArray::number(id).rightJustified(6, '0') + ';' +
+                            payload + ';';
+    return '@' + QByteArray::number(body.size()).rightJustified(6, '0') + ';' + body;
+}
+
+QByteArray ask(QTcpSocket &socket, const QByteArray &frame)
+{
+    socket.write(frame);
+    QByteArray received;
+    (void)QTest::qWaitFor([&] {
+        received += socket.readAll();
+        return received.size() >= 8 && received.endsWith(';') && received.size() >= 8 + received.mid(1, 6).toInt();
+    });
+    return received.mid(19, received.size() - 20);
+}
+
+template <typename T> T *child(QObject *parent, const char *name)
+{
+    return parent->findChild<T *>(QLatin1String(name));
+}
+
+// The stand-in's output, a line at a time, kept for the whole test.
+class StandIn
+{
+public:
+    bool start(const QString &scenario)
+    {
+        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        QObject::connect(&process, &QProcess::readyReadStandardOutput, [this] {
+            while (process.canReadLine())
+                lines.append(QString::fromUtf8(process.readLine()).trimmed());
+        });
+        process.start(QStringLiteral(KVB_SIMULATOR), {QStringLiteral("--scenario"), scenario});
+        return process.waitForStarted() && waitFor(QStringLiteral("publishing"));
+    }
+    bool waitFor(const QString &prefix, int ms = 5000)
+    {
+        return QTest::qWaitFor([&] { return count(prefix) > 0; }, ms);
+    }
+    int count(const QString &prefix) const
+    {
+        int n = 0;
+        for (const QString &line : lines)
+            n += line.startsWith(prefix) ? 1 : 0;
+        return n;
+    }
+    void send(const QByteArray &line) { process.write(line + "\n"); }
+    bool quit()
+    {
+        send("quit");
+        return process.waitForFinished(5000);
+    }
+
+    QProcess process;
+    QStringList lines;
+};
+} // namespace
+
+// Everything real: the simulator stand-in, the kvBeacon window on an X server, a TCP client.
+class tst_EndToEnd : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void liveSession();
+
+private:
+    QTemporaryDir dir;
+    QString scenario;
+    quint16 port = 0;
+};
+
+void tst_EndToEnd::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    shm_unlink("/IRSDKMemMapFileName");
+    shm_unlink("/IRSDKDataValidEvent");
+    scenario = dir.filePath(QStringLiteral("e2e.scenario"));
+    QFile file(scenario);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(scenarioText);
+    file.close();
+    QDir(dir.path()).mkdir(QStringLiteral("documents"));
+    QFile appIni(dir.filePath(QStringLiteral("documents/app.ini")));
+    QVERIFY(appIni.open(QIODevice::WriteOnly));
+    appIni.write("[Autochat Messages]\nAutoChatStr3=Box this lap\n");
+    appIni.close();
+
+    QTcpServer probe; // a free port for the window's field
+    QVERIFY(probe.listen(QHostAddress::Any, 0));
+    port = probe.serverPort();
+    probe.close();
+    const QString ini = QStandardPaths::writableLocation(QStandardPaths::DataLocation) + "/kvbeacon.ini";
+    QFile::remove(ini);
+    QSettings settings(ini, QSettings::IniFormat);
+    settings.setValue(QStringLiteral("main/port"), port);
+    settings.setValue(QStringLiteral("main/autostartserver"), true);
+    settings.setValue(QStringLiteral("paths/iracingdocument"), dir.filePath(QStringLiteral("documents")));
+}
+
+void tst_EndToEnd::cleanupTestCase()
+{
+    shm_unlink("/IRSDKMemMapFileName");
+    shm_unlink("/IRSDKDataValidEvent");
+}
+
+void tst_EndToEnd::liveSession()
+{
+    StandIn standIn;
+    QVERIFY(standIn.start(scenario));
+    QVERIFY(standIn.waitFor(QStringLiteral("window opened")));
+
+    kvBeacon w;
+    w.show();
+    QLabel *status = w.statusBar()->findChildren<QLabel *>().value(0);
+    QTRY_COMPARE_WITH_TIMEOUT(status->text(), QStringLiteral("iRacing founded"), 3000);
+    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(&w, "label_trackname")->text(), QStringLiteral("e2e_track"), 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(&w, "label_sessionType")->text(), QStringLiteral("Race"), 8000);
+    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(&w, "label_laps")->text(), QStringLiteral("6/15"), 3000);
+    QVERIFY(child<QLabel>(&w, "label_sessionTime")->text().endsWith(QLatin1Char('/')));
+
+    QTRY_VERIFY_WITH_TIMEOUT(w.findChild<kvServer *>(), 3000);
+    QTcpSocket client;
+    client.connectToHost(QHostAddress::LocalHost, port);
+    QVERIFY(client.waitForConnected(3000));
+    QCOMPARE(ask(client, request(202, 1)), QByteArray("kv-Beacon"));
+    QCOMPARE(ask(client, request(205, 2)), QByteArray("||Box this lap||||||||||||"));
+    standIn.send("set FuelLevel 33.5");
+    QTRY_VERIFY_WITH_TIMEOUT(ask(client, request(207, 3)).contains("\"FuelLevel\": 33.5,"), 3000);
+    const QByteArray live = ask(client, request(207, 4));
+    QVERIFY2(live.contains("\"SessionNum\": 1,") && live.contains("\"RaceLaps\": 6,"), live.constData());
+    const QByteArray info = ask(client, request(208, 5));
+    QVERIFY2(info.contains("\"WI.Trackname\": \"e2e_track\"") && info.contains("\"SI.SessionLaps\": 15,"),
+             info.constData());
+
+    // A chat command reaches the stand-in's window as message 8 with the macro's number.
+    QCOMPARE(ask(client, request(206, 6, "3")), QByteArray("Button ok"));
+    QVERIFY(standIn.waitFor(QStringLiteral("broadcast msg=8 var1=0 var2=2")));
+
+    // A key reaches it while it has the focus...
+    standIn.send("focus");
+    QVERIFY(standIn.waitFor(QStringLiteral("focused")));
+    QTest::qWait(1300); // the next session poll sees the foreground
+    QCOMPARE(ask(client, request(209, 7, "65")), QByteArray("KEY OK"));
+    QVERIFY(standIn.waitFor(QStringLiteral("key down keycode=")));
+    QVERIFY(standIn.waitFor(QStringLiteral("key up keycode=")));
+    QVERIFY(standIn.lines.filter(QStringLiteral("keysym=a")).size() == 2);
+
+    // ...and nowhere while another window has it.
+    QLineEdit other;
+    other.setWindowTitle(QStringLiteral("another window"));
+    other.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&other));
+    other.activateWindow();
+    QTRY_VERIFY_WITH_TIMEOUT(other.hasFocus() && QApplication::activeWindow() == &other, 3000);
+    QTest::qWait(1300);
+    QCOMPARE(ask(client, request(209, 8, "66")), QByteArray("KEY OK"));
+    QTest::qWait(500);
+    QCOMPARE(standIn.count(QStringLiteral("key down")), 1);
+    QVERIFY2(other.text().isEmpty(), qPrintable(other.text()));
+
+    // The simulator goes away: the status says so, the values stay.
+    QVERIFY(standIn.quit());
+    QTRY_COMPARE_WITH_TIMEOUT(status->text(), QStringLiteral("iRacing not found"), 3000);
+    QCOMPARE(child<QLabel>(&w, "label_trackname")->text(), QStringLiteral("e2e_track"));
+    QVERIFY(ask(client, request(207, 9)).contains("\"FuelLevel\": 33.5,"));
+
+    // It comes back: the link attaches again and the values move on.
+    StandIn again;
+    QVERIFY(again.start(scenario));
+    QTRY_COMPARE_WITH_TIMEOUT(status->text(), QStringLiteral("iRacing founded"), 3000);
+    again.send("set FuelLevel 11.25");
+    QTRY_VERIFY_WITH_TIMEOUT(ask(client, request(207, 10)).contains("\"FuelLevel\": 11.25,"), 5000);
+    w.close();
+    QVERIFY(again.quit());
+}
+
+int main(int argc, char **argv)
+{
+    XvfbServer xvfb;
+    if (!xvfb.start()) {
+        std::fprintf(stderr, "no X server for the end-to-end test\n");
+        return 1;
+    }
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    QApplication app(argc, argv);
+    tst_EndToEnd test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_endtoend.moc"
