@@ -229,6 +229,7 @@ int main(int argc, char **argv)
         return 1;
     }
     qputenv("QT_QPA_PLATFORM", "xcb");
+    qputenv("QT_XCB_GL_INTEGRATION", "none"); // no GL: nothing here draws with it
     QApplication app(argc, argv);
     tst_EndToEnd test;
     return QTest::qExec(&test, argc, argv);

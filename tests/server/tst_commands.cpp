@@ -33,6 +33,7 @@ private:
 
     QScopedPointer<DebugCapture> capture;
     QScopedPointer<QObject> settingsOwner;
+    QScopedPointer<AppSettings> settingsHolder;
     AppSettings *settings = nullptr;
     QScopedPointer<QTemporaryDir> documents;
     QScopedPointer<kvServer> server;
@@ -44,7 +45,8 @@ void tst_Commands::init()
 {
     capture.reset(new DebugCapture);
     settingsOwner.reset(new QObject);
-    settings = new AppSettings(settingsOwner.data());
+    settingsHolder.reset(new AppSettings(settingsOwner.data()));
+    settings = settingsHolder.data();
     documents.reset(new QTemporaryDir);
     settings->setIracingDocumentPath(documents->path());
     server.reset(new kvServer(settings, nullptr));
@@ -61,6 +63,7 @@ void tst_Commands::cleanup()
     log.reset();
     server.reset();
     documents.reset();
+    settingsHolder.reset();
     settingsOwner.reset();
     capture.reset();
 }
