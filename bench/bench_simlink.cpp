@@ -2,6 +2,7 @@
 // lookups and reads over a 300-variable table, and the session poll's 11 queries over the
 // sample session text. Medians over repeated batches; allocations are counted throughout.
 #include "fakesimulator.h"
+#include "pollnames.h"
 #include "scenario.h"
 #include "variables.h"
 
@@ -34,26 +35,6 @@ void operator delete(void *p, std::size_t) noexcept
 }
 
 namespace {
-const char *const variableNames[] = {"SessionTime",     "SessionNum",        "SessionLapsRemain",
-                                     "SessionFlags",    "DisplayUnits",      "IsOnTrack",
-                                     "IsReplayPlaying", "PlayerCarPosition", "PlayerCarClassPosition",
-                                     "PlayerCarIdx",    "RaceLaps",          "TrackTempCrew",
-                                     "AirTemp",         "WeatherType",       "Skies",
-                                     "AirDensity",      "AirPressure",       "WindVel",
-                                     "WindDir",         "RelativeHumidity",  "FogLevel",
-                                     "FuelLevel",       "FuelLevelPct",      "FuelUsePerHour"};
-const char *const paths[] = {"WeekendInfo:TrackName:",
-                             "WeekendInfo:NumCarTypes:",
-                             "WeekendInfo:NumCarClasses:",
-                             "SessionInfo:NumSessions:",
-                             "SessionInfo:Sessions:SessionNum:{1}SessionType:",
-                             "SessionInfo:Sessions:SessionNum:{1}SessionLaps:",
-                             "SessionInfo:Sessions:SessionNum:{1}SessionNumLapsToAvg:",
-                             "SessionInfo:Sessions:SessionNum:{1}SessionTime:",
-                             "DriverInfo:DriverCarFuelKgPerLtr:",
-                             "DriverInfo:DriverCarFuelMaxLtr:",
-                             "DriverInfo:DriverCarMaxFuelPct:"};
-
 volatile double sink;
 
 template <typename Work> void measure(const char *what, int perBatch, Work work)
@@ -108,14 +89,14 @@ int main()
     });
     measure("telemetry poll: 24 lookups and reads", 2000, [&] {
         double sum = 0;
-        for (const char *name : variableNames)
+        for (const char *name : pollVariableNames)
             sum += client.readDouble(client.variableIndex(name), 0);
         sink = sum;
     });
     char buffer[2048];
     measure("session poll: 11 queries", 2000, [&] {
         int found = 0;
-        for (const char *path : paths)
+        for (const char *path : pollSessionPaths)
             found += client.sessionValue(path, buffer, sizeof buffer);
         sink = found;
     });

@@ -10,8 +10,8 @@
 #include <X11/extensions/XTest.h>
 
 #include <cstring>
-#include <unistd.h>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace platform {
@@ -158,8 +158,8 @@ bool ownWindow(Display *d, Window window)
     unsigned long count = 0, after = 0;
     unsigned char *data = nullptr;
     bool own = false;
-    if (XGetWindowProperty(d, window, pidAtom, 0, 1, False, XA_CARDINAL, &type, &format, &count, &after, &data) ==
-            Success &&
+    if (XGetWindowProperty(d, window, pidAtom, 0, 1, False, XA_CARDINAL, &type, &format, &count, &after,
+                           &data) == Success &&
         data) {
         own = type == XA_CARDINAL && format == 32 && count == 1 &&
               static_cast<pid_t>(*reinterpret_cast<unsigned long *>(data)) == getpid();

@@ -1,5 +1,6 @@
 #include "fakesimulator.h"
 #include "fakewindows.h"
+#include "frames.h"
 #include "kvbeacon.h"
 #include "kvserver.h"
 #include "windowfixture.h"
@@ -24,24 +25,6 @@ const char *const liveText = "WeekendInfo:\n"
                              "   SessionTime: 3600.0000 sec\n"
                              "   SessionType: Race\n";
 
-QByteArray request(int command, int id, const QByteArray &payload = QByteArray())
-{
-    const QByteArray body = QByteArray::number(command) + ';' + QByteArray::number(id).rightJustified(6, '0') + ';' +
-                            payload + ';';
-    return '@' + QByteArray::number(body.size()).rightJustified(6, '0') + ';' + body;
-}
-
-// Sends a request and gives the payload of the reply.
-QByteArray ask(QTcpSocket &socket, const QByteArray &frame)
-{
-    socket.write(frame);
-    QByteArray received;
-    (void)QTest::qWaitFor([&] {
-        received += socket.readAll();
-        return received.size() >= 8 && received.endsWith(';') && received.size() >= 8 + received.mid(1, 6).toInt();
-    });
-    return received.mid(19, received.size() - 20);
-}
 } // namespace
 
 // The window with the polls running against a simulator played in memory.
@@ -79,9 +62,11 @@ void tst_LiveWindow::liveSession()
     auto *status = w.statusBar()->findChildren<QLabel *>().value(0);
     QTRY_COMPARE_WITH_TIMEOUT(status->text(), QStringLiteral("iRacing founded"), 3000);
     QCOMPARE(windows.timerBegins, 1);
-    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(&w, "label_trackname")->text(), QStringLiteral("live_track"), 4000);
+    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(&w, "label_trackname")->text(), QStringLiteral("live_track"),
+                              4000);
     QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(&w, "label_laps")->text(), QStringLiteral("3/20"), 4000);
-    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(&w, "label_sessionTime")->text(), QStringLiteral("00:02:05/01:00"), 4000);
+    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(&w, "label_sessionTime")->text(),
+                              QStringLiteral("00:02:05/01:00"), 4000);
     QCOMPARE(child<QLabel>(&w, "label_sessionType")->text(), QStringLiteral("Race"));
 
     // A running server with no client publishes nothing.
@@ -97,22 +82,22 @@ void tst_LiveWindow::liveSession()
     QVERIFY(client.waitForConnected(3000));
     QTRY_COMPARE_WITH_TIMEOUT(server->sessionData.snapshot()->RaceLaps, 3, 3000);
     laps = 4;
-    QTRY_VERIFY_WITH_TIMEOUT(ask(client, request(207, 1)).contains("\"RaceLaps\": 4,"), 3000);
-    const QByteArray info = ask(client, request(208, 2));
+    QTRY_VERIFY_WITH_TIMEOUT(askPayload(client, request(207, 1)).contains("\"RaceLaps\": 4,"), 3000);
+    const QByteArray info = askPayload(client, request(208, 2));
     QVERIFY2(info.contains("\"WI.Trackname\": \"live_track\""), info.constData());
     QVERIFY(info.contains("\"SI.SessionTime\": 3600,"));
 
     // Chat: passed on while the simulator is found. Key: only while it has the foreground.
-    QCOMPARE(ask(client, request(206, 3, "3")), QByteArray("Button ok"));
+    QCOMPARE(askPayload(client, request(206, 3, "3")), QByteArray("Button ok"));
     QTRY_COMPARE(windows.broadcasts.size(), std::size_t(1));
     QCOMPARE(qint64(windows.broadcasts[0].wParam), qint64(8));
     QCOMPARE(qint64(windows.broadcasts[0].lParam), qint64(2));
-    QCOMPARE(ask(client, request(209, 4, "65")), QByteArray("KEY OK"));
+    QCOMPARE(askPayload(client, request(209, 4, "65")), QByteArray("KEY OK"));
     QTest::qWait(200);
     QVERIFY(windows.keys.empty());
     windows.simulatorInForeground = true;
     QTest::qWait(1200); // the flag is as old as the last session poll
-    QCOMPARE(ask(client, request(209, 5, "65")), QByteArray("KEY OK"));
+    QCOMPARE(askPayload(client, request(209, 5, "65")), QByteArray("KEY OK"));
     QTRY_COMPARE(windows.keys.size(), std::size_t(2));
     QCOMPARE(windows.keys[0].virtualKey, std::uint16_t(65));
 
@@ -121,8 +106,8 @@ void tst_LiveWindow::liveSession()
     sim.onWait = nullptr;
     QTRY_COMPARE_WITH_TIMEOUT(status->text(), QStringLiteral("iRacing not found"), 3000);
     QCOMPARE(child<QLabel>(&w, "label_trackname")->text(), QStringLiteral("live_track"));
-    QVERIFY(ask(client, request(207, 6)).contains("\"RaceLaps\": 4,"));
-    QCOMPARE(ask(client, request(209, 7, "65")), QByteArray("KEY OK"));
+    QVERIFY(askPayload(client, request(207, 6)).contains("\"RaceLaps\": 4,"));
+    QCOMPARE(askPayload(client, request(209, 7, "65")), QByteArray("KEY OK"));
     QTest::qWait(200);
     QCOMPARE(windows.keys.size(), std::size_t(2));
 

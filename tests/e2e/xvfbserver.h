@@ -25,7 +25,8 @@ public:
             if (stat(socket.c_str(), &info) == 0 || stat(lock.c_str(), &info) == 0)
                 continue;
             display = ":" + std::to_string(n);
-            const char *argv[] = {"Xvfb", display.c_str(), "-screen", "0", "1280x800x24", "-nolisten", "tcp", nullptr};
+            const char *argv[] = {"Xvfb",        display.c_str(), "-screen", "0",
+                                  "1280x800x24", "-nolisten",     "tcp",     nullptr};
             if (posix_spawnp(&pid, "Xvfb", nullptr, nullptr, const_cast<char **>(argv), environ) != 0) {
                 std::fprintf(stderr, "cannot start Xvfb\n");
                 return false;

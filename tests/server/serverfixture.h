@@ -1,5 +1,6 @@
 #pragma once
 
+#include "frames.h"
 #include "kvserver.h"
 
 #include <QSignalSpy>
@@ -120,10 +121,3 @@ struct RunningServer
     kvServer server;
     QSignalSpy log;
 };
-
-inline QByteArray request(int command, int id, const QByteArray &payload = QByteArray())
-{
-    const QByteArray body = QByteArray::number(command).rightJustified(3, '0') + ';' +
-                            QByteArray::number(id).rightJustified(6, '0') + ';' + payload + ';';
-    return '@' + QByteArray::number(body.size()).rightJustified(6, '0') + ';' + body;
-}

@@ -1,4 +1,5 @@
 #include "fakesimulator.h"
+#include "pollnames.h"
 #include "sessiontext.h"
 #include "variables.h"
 
@@ -6,26 +7,6 @@
 #include <QtTest>
 
 namespace {
-const char *const variableNames[] = {"SessionTime",     "SessionNum",        "SessionLapsRemain",
-                                     "SessionFlags",    "DisplayUnits",      "IsOnTrack",
-                                     "IsReplayPlaying", "PlayerCarPosition", "PlayerCarClassPosition",
-                                     "PlayerCarIdx",    "RaceLaps",          "TrackTempCrew",
-                                     "AirTemp",         "WeatherType",       "Skies",
-                                     "AirDensity",      "AirPressure",       "WindVel",
-                                     "WindDir",         "RelativeHumidity",  "FogLevel",
-                                     "FuelLevel",       "FuelLevelPct",      "FuelUsePerHour"};
-const char *const paths[] = {"WeekendInfo:TrackName:",
-                             "WeekendInfo:NumCarTypes:",
-                             "WeekendInfo:NumCarClasses:",
-                             "SessionInfo:NumSessions:",
-                             "SessionInfo:Sessions:SessionNum:{1}SessionType:",
-                             "SessionInfo:Sessions:SessionNum:{1}SessionLaps:",
-                             "SessionInfo:Sessions:SessionNum:{1}SessionNumLapsToAvg:",
-                             "SessionInfo:Sessions:SessionNum:{1}SessionTime:",
-                             "DriverInfo:DriverCarFuelKgPerLtr:",
-                             "DriverInfo:DriverCarFuelMaxLtr:",
-                             "DriverInfo:DriverCarMaxFuelPct:"};
-
 // Everything the two polls do with the link, three times over, checking what must hold
 // whatever the region says.
 void pollEverything()
@@ -37,14 +18,14 @@ void pollEverything()
         // A cached row never outgrows the region it came from.
         if (client.hasRow())
             QVERIFY(std::size_t(client.rowLength()) <= TelemetryMap::state().regionSize);
-        for (const char *name : variableNames) {
+        for (const char *name : pollVariableNames) {
             const std::int32_t index = client.variableIndex(name);
             client.readBool(index, 0);
             client.readInt(index, 0);
             client.readFloat(index, 0);
             client.readDouble(index, 0);
         }
-        for (const char *path : paths) {
+        for (const char *path : pollSessionPaths) {
             buffer[sizeof buffer - 1] = 'x';
             const std::int32_t result = client.sessionValue(path, buffer, sizeof buffer);
             QVERIFY(result <= 1);

@@ -73,40 +73,8 @@ std::string ScenarioPlayer::phaseName() const
     return phase < scenario.phases.size() ? scenario.phases[phase].name : std::string();
 }
 
-const std::map<std::string, double> &ScenarioPlayer::valuesAt(double seconds)
+void ScenarioPlayer::apply(const Scenario::Phase &p, double u)
 {
-    if (!started) {
-        started = true;
-        phaseStart = 0;
-        enterPhase(0);
-    }
-    // Moving on through every phase that has ended, each leaving its final values.
-    while (phase < scenario.phases.size() && seconds >= phaseStart + scenario.phases[phase].seconds) {
-        const Scenario::Phase &p = scenario.phases[phase];
-        for (const Scenario::Motion &m : p.motions) {
-            double &v = values[m.variable];
-            switch (m.kind) {
-            case Scenario::Motion::Set:
-                v = m.a;
-                break;
-            case Scenario::Motion::Ramp:
-                v = m.b;
-                break;
-            case Scenario::Motion::Rate:
-                v = atPhaseStart[m.variable] + m.a * p.seconds;
-                break;
-            }
-        }
-        phaseStart += p.seconds;
-        std::size_t next = phase + 1;
-        if (next == scenario.phases.size() && scenario.loop)
-            next = 0;
-        enterPhase(next);
-    }
-    if (phase >= scenario.phases.size())
-        return values;
-    const Scenario::Phase &p = scenario.phases[phase];
-    const double u = seconds - phaseStart;
     for (const Scenario::Motion &m : p.motions) {
         double &v = values[m.variable];
         switch (m.kind) {
@@ -121,5 +89,26 @@ const std::map<std::string, double> &ScenarioPlayer::valuesAt(double seconds)
             break;
         }
     }
+}
+
+const std::map<std::string, double> &ScenarioPlayer::valuesAt(double seconds)
+{
+    if (!started) {
+        started = true;
+        phaseStart = 0;
+        enterPhase(0);
+    }
+    // Moving on through every phase that has ended, each leaving its final values.
+    while (phase < scenario.phases.size() && seconds >= phaseStart + scenario.phases[phase].seconds) {
+        const Scenario::Phase &p = scenario.phases[phase];
+        apply(p, p.seconds);
+        phaseStart += p.seconds;
+        std::size_t next = phase + 1;
+        if (next == scenario.phases.size() && scenario.loop)
+            next = 0;
+        enterPhase(next);
+    }
+    if (phase < scenario.phases.size())
+        apply(scenario.phases[phase], seconds - phaseStart);
     return values;
 }

@@ -58,6 +58,8 @@ public:
 
 private:
     void enterPhase(std::size_t index);
+    // Sets the values of the phase's motions `u` seconds into it.
+    void apply(const Scenario::Phase &phase, double u);
 
     const Scenario &scenario;
     std::map<std::string, double> values;
