@@ -1,9 +1,11 @@
 #include "kvbeacon.h"
+#include "platform.h"
 
 #include <QApplication>
 
 int main(int argc, char *argv[])
 {
+    platform::prepareDesktop();
     QApplication app(argc, argv);
     kvBeacon window(nullptr);
     window.show();

@@ -145,9 +145,9 @@ void kvServerThread::ProcessMessage(const WireMessage &message)
         if (!sessionData) {
             reply = QStringLiteral("NO DATA");
         } else {
-            const std::shared_ptr<const SessionData> record = sessionData->snapshot();
-            reply = SessionData::documentText(message.command == 207 ? record->LiveDocument()
-                                                                     : record->InfoDocument());
+            // Built once per publish and shared by every request until the next one.
+            const std::shared_ptr<const PublishedSession::Snapshot> published = sessionData->snapshot();
+            reply = message.command == 207 ? published->liveText() : published->infoText();
         }
         break;
     case 209:
@@ -166,6 +166,8 @@ void kvServerThread::WriteMessage(const QString &frame)
     const QByteArray bytes = frame.toUtf8();
     // Sent as a C string: a NUL in the payload ends the frame on the wire.
     socket->write(bytes.constData());
+    // Most replies leave at once; only what the kernel would not take yet is waited for.
+    socket->flush();
     QElapsedTimer clock;
     clock.start();
     while (!stopping && socket->bytesToWrite() > 0 && clock.elapsed() < 10000) {

@@ -50,6 +50,10 @@ struct WindowOps
     void (*endTimerPeriod)();
 };
 
+// Called once before the toolkit starts. On X11 it keeps the toolkit from loading an OpenGL
+// driver that kvBeacon never draws with (some 50 MB of memory); elsewhere it does nothing.
+void prepareDesktop();
+
 // The backend's own operations.
 const MemoryOps &systemMemoryOps();
 const WindowOps &systemWindowOps();

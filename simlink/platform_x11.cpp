@@ -9,6 +9,7 @@
 #include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <unistd.h>
@@ -215,6 +216,11 @@ const WindowOps x11Ops = {findSimulatorWindow, foregroundWindow, registerBroadca
                           postBroadcast,       sendKey,          beginTimerPeriod,
                           endTimerPeriod};
 } // namespace
+
+void prepareDesktop()
+{
+    setenv("QT_XCB_GL_INTEGRATION", "none", 0); // a value set by the user stands
+}
 
 const WindowOps &systemWindowOps()
 {

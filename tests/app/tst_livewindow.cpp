@@ -74,13 +74,13 @@ void tst_LiveWindow::liveSession()
     kvServer *server = w.findChild<kvServer *>();
     QVERIFY(server);
     QTest::qWait(300);
-    QCOMPARE(server->sessionData.snapshot()->RaceLaps, 0);
-    QCOMPARE(server->sessionData.snapshot()->TrackName, QStringLiteral("n/a"));
+    QCOMPARE(server->sessionData.snapshot()->record.RaceLaps, 0);
+    QCOMPARE(server->sessionData.snapshot()->record.TrackName, QStringLiteral("n/a"));
 
     QTcpSocket client;
     client.connectToHost(QHostAddress::LocalHost, server->serverPort());
     QVERIFY(client.waitForConnected(3000));
-    QTRY_COMPARE_WITH_TIMEOUT(server->sessionData.snapshot()->RaceLaps, 3, 3000);
+    QTRY_COMPARE_WITH_TIMEOUT(server->sessionData.snapshot()->record.RaceLaps, 3, 3000);
     laps = 4;
     QTRY_VERIFY_WITH_TIMEOUT(askPayload(client, request(207, 1)).contains("\"RaceLaps\": 4,"), 3000);
     const QByteArray info = askPayload(client, request(208, 2));

@@ -38,12 +38,14 @@ private slots:
     void startValuesBeforeAnyPublish();
     void snapshotOutlivesLaterPublishes();
     void concurrentReadersSeeWholeRecords();
+    void documentTextsFollowEachPublish();
 };
 
 void tst_PublishedSession::startValuesBeforeAnyPublish()
 {
     PublishedSession published;
-    const auto r = published.snapshot();
+    const auto snapshot = published.snapshot();
+    const SessionData *r = &snapshot->record;
     QCOMPARE(r->SessionType, QStringLiteral("n/a"));
     QCOMPARE(r->TrackName, QStringLiteral("n/a"));
     QCOMPARE(r->SessionLaps, -1);
@@ -61,8 +63,8 @@ void tst_PublishedSession::snapshotOutlivesLaterPublishes()
     const auto held = published.snapshot();
     working.TrackName = QStringLiteral("changed after the publish");
     published.publish(recordNumber(2));
-    QCOMPARE(held->TrackName, QStringLiteral("Track 1"));
-    QCOMPARE(published.snapshot()->TrackName, QStringLiteral("Track 2"));
+    QCOMPARE(held->record.TrackName, QStringLiteral("Track 1"));
+    QCOMPARE(published.snapshot()->record.TrackName, QStringLiteral("Track 2"));
 }
 
 void tst_PublishedSession::concurrentReadersSeeWholeRecords()
@@ -79,14 +81,15 @@ void tst_PublishedSession::concurrentReadersSeeWholeRecords()
         readers.emplace_back([&] {
             int last = 0;
             while (!done) {
-                const std::shared_ptr<const SessionData> r = published.snapshot();
-                if (!isWhole(*r))
+                const std::shared_ptr<const PublishedSession::Snapshot> snap = published.snapshot();
+                const SessionData &r = snap->record;
+                if (!isWhole(r))
                     ++torn;
-                if (r->SessionNum < last)
+                if (r.SessionNum < last)
                     ++backwards;
-                last = r->SessionNum;
-                // Build a document as a connection thread does.
-                if (SessionData::documentText(r->InfoDocument()).isEmpty())
+                last = r.SessionNum;
+                // Take a document as a connection thread does: it must be this record's.
+                if (!snap->infoText().contains(QStringLiteral("\"WI.Trackname\": \"Track %1\"").arg(r.SessionNum)))
                     ++torn;
                 ++reads;
             }
@@ -105,7 +108,25 @@ void tst_PublishedSession::concurrentReadersSeeWholeRecords()
     QCOMPARE(torn.load(), 0);
     QCOMPARE(backwards.load(), 0);
     QVERIFY(reads.load() > 0);
-    QCOMPARE(published.snapshot()->SessionNum, 20000);
+    QCOMPARE(published.snapshot()->record.SessionNum, 20000);
+}
+
+void tst_PublishedSession::documentTextsFollowEachPublish()
+{
+    PublishedSession published;
+    QCOMPARE(published.snapshot()->infoText(), SessionData::documentText(SessionData().InfoDocument()));
+    SessionData record = recordNumber(3);
+    record.FuelLevel = 0.1f;
+    published.publish(record);
+    const auto first = published.snapshot();
+    QCOMPARE(first->liveText(), SessionData::documentText(record.LiveDocument()));
+    QCOMPARE(first->infoText(), SessionData::documentText(record.InfoDocument()));
+    // Built once: every later request shares the same text.
+    QCOMPARE(published.snapshot()->liveText().constData(), first->liveText().constData());
+    record.FuelLevel = 0.2f;
+    published.publish(record);
+    QVERIFY(published.snapshot()->liveText().contains(QStringLiteral("\"FuelLevel\": 0.20000000298023224,")));
+    QVERIFY(first->liveText().contains(QStringLiteral("\"FuelLevel\": 0.10000000149011612,")));
 }
 
 QTEST_APPLESS_MAIN(tst_PublishedSession)

@@ -1,0 +1,452 @@
+// kvBeacon's benchmarks: round trips and throughput against a bare echo server, a thousand
+// connections, the polls, and the footprint of the whole program beside the simulator
+// stand-in. Prints Markdown tables; scripts/bench writes them to BENCHMARKS.md.
+#include "benchkit.h"
+#include "fakesimulator.h"
+#include "pollnames.h"
+#include "scenario.h"
+#include "sessiondata.h"
+#include "sessionpoll.h"
+#include "telemetrypoll.h"
+#include "variables.h"
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <mutex>
+#include <spawn.h>
+#include <string>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+extern char **environ;
+
+using Clock = std::chrono::steady_clock;
+using benchkit::Client;
+using benchkit::percentile;
+
+namespace {
+double microseconds(Clock::duration d)
+{
+    return std::chrono::duration<double, std::micro>(d).count();
+}
+
+// A child process whose first line of output is read for its port.
+struct Child
+{
+    pid_t pid = 0;
+    std::uint16_t port = 0;
+
+    bool start(const std::vector<std::string> &args, const std::vector<std::string> &extraEnv = {},
+               bool readPort = true)
+    {
+        int out[2];
+        if (pipe(out) != 0)
+            return false;
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, out[1], 1);
+        posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+        posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+        std::vector<char *> argv;
+        for (const std::string &a : args)
+            argv.push_back(const_cast<char *>(a.c_str()));
+        argv.push_back(nullptr);
+        // The extra settings replace those of the same name.
+        std::vector<std::string> envStrings;
+        for (char **e = environ; *e; ++e) {
+            const std::string entry = *e;
+            bool replaced = false;
+            for (const std::string &extra : extraEnv)
+                replaced = replaced || entry.compare(0, extra.find('=') + 1, extra, 0, extra.find('=') + 1) == 0;
+            if (!replaced)
+                envStrings.push_back(entry);
+        }
+        for (const std::string &e : extraEnv)
+            envStrings.push_back(e);
+        std::vector<char *> env;
+        for (const std::string &e : envStrings)
+            env.push_back(const_cast<char *>(e.c_str()));
+        env.push_back(nullptr);
+        const int rc = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), env.data());
+        posix_spawn_file_actions_destroy(&actions);
+        close(out[1]);
+        if (rc != 0) {
+            close(out[0]);
+            return false;
+        }
+        if (readPort) {
+            std::string line;
+            char c;
+            while (read(out[0], &c, 1) == 1 && c != '\n')
+                line += c;
+            if (line.compare(0, 5, "port ") == 0)
+                port = static_cast<std::uint16_t>(std::atoi(line.c_str() + 5));
+        }
+        // The rest of its output is drained so that it never blocks on a full pipe.
+        const int fd = out[0];
+        std::thread([fd] {
+            char buffer[4096];
+            while (read(fd, buffer, sizeof buffer) > 0) {
+            }
+            close(fd);
+        }).detach();
+        return !readPort || port != 0;
+    }
+    void stop()
+    {
+        if (pid > 0) {
+            kill(pid, SIGTERM);
+            waitpid(pid, nullptr, 0);
+            pid = 0;
+        }
+    }
+    ~Child() { stop(); }
+};
+
+struct Latencies
+{
+    double p50 = 0, p99 = 0;
+    long count = 0, errors = 0;
+};
+
+// One connection, `requests` round trips after a warm-up.
+Latencies roundTrips(std::uint16_t port, int command, bool echo, int requests)
+{
+    Client client;
+    Latencies result;
+    if (!client.connectTo(port)) {
+        result.errors = requests;
+        return result;
+    }
+    std::vector<double> times;
+    times.reserve(static_cast<std::size_t>(requests));
+    for (int i = -1000; i < requests; ++i) {
+        const int id = (i + 1000) % 1000000;
+        const std::string frame = benchkit::requestFrame(command, id);
+        const auto start = Clock::now();
+        client.send(frame);
+        const std::string reply = echo ? client.readExactly(frame.size()) : client.readFrame();
+        const auto end = Clock::now();
+        bool ok = echo ? reply == frame
+                       : (command == 202 ? benchkit::isReply(reply, 202, id, "kv-Beacon")
+                                         : benchkit::isDocumentReply(reply, command, id, command == 207 ? 24 : 8));
+        if (i < 0)
+            continue;
+        times.push_back(microseconds(end - start));
+        result.errors += ok ? 0 : 1;
+    }
+    result.count = requests;
+    result.p50 = percentile(times, 0.50);
+    result.p99 = percentile(times, 0.99);
+    return result;
+}
+
+struct Throughput
+{
+    double perSecond = 0;
+    Latencies latency;
+};
+
+Throughput throughput(std::uint16_t port, bool echo, int clients, double seconds)
+{
+    std::vector<std::vector<double>> times(static_cast<std::size_t>(clients));
+    std::atomic<long> errors{0};
+    std::atomic<bool> go{false};
+    const auto deadline = [&] { return Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                                                          std::chrono::duration<double>(seconds)); };
+    Clock::time_point end;
+    std::vector<std::thread> threads;
+    for (int c = 0; c < clients; ++c) {
+        threads.emplace_back([&, c] {
+            Client client;
+            const bool connected = client.connectTo(port);
+            while (!go)
+                std::this_thread::yield();
+            if (!connected) {
+                ++errors;
+                return;
+            }
+            for (int id = 0; Clock::now() < end; id = (id + 1) % 1000000) {
+                const std::string frame = benchkit::requestFrame(207, id);
+                const auto start = Clock::now();
+                if (!client.send(frame)) {
+                    ++errors;
+                    return;
+                }
+                const std::string reply = echo ? client.readExactly(frame.size()) : client.readFrame();
+                times[static_cast<std::size_t>(c)].push_back(microseconds(Clock::now() - start));
+                if (echo ? reply != frame : !benchkit::isDocumentReply(reply, 207, id, 24))
+                    ++errors;
+            }
+        });
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(500)); // every connection accepted
+    end = deadline();
+    const auto started = Clock::now();
+    go = true;
+    for (std::thread &t : threads)
+        t.join();
+    const double elapsed = std::chrono::duration<double>(Clock::now() - started).count();
+    std::vector<double> all;
+    for (const auto &v : times)
+        all.insert(all.end(), v.begin(), v.end());
+    Throughput result;
+    result.latency.count = static_cast<long>(all.size());
+    result.latency.errors = errors;
+    result.perSecond = static_cast<double>(all.size()) / elapsed;
+    result.latency.p50 = percentile(all, 0.50);
+    result.latency.p99 = percentile(all, 0.99);
+    return result;
+}
+
+void waitForThreads(pid_t pid, int atLeast)
+{
+    for (int i = 0; i < 200 && benchkit::readProcess(pid).threads < atLeast; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+}
+
+std::string ratio(double a, double b)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, "%.2f", b > 0 ? a / b : 0.0);
+    return text;
+}
+
+template <typename Work> double medianMicroseconds(int perBatch, Work work)
+{
+    std::vector<double> batches;
+    for (int batch = 0; batch < 31; ++batch) {
+        const auto start = Clock::now();
+        for (int i = 0; i < perBatch; ++i)
+            work();
+        batches.push_back(microseconds(Clock::now() - start) / perBatch);
+    }
+    return percentile(batches, 0.5);
+}
+
+// The sample session text with its driver list grown to `drivers` cars.
+std::string sessionTextWithDrivers(const std::string &text, int drivers)
+{
+    const std::size_t list = text.find(" Drivers:\n");
+    std::string grown = text.substr(0, list == std::string::npos ? text.size() : list);
+    grown += " Drivers:\n";
+    for (int i = 0; i < drivers; ++i) {
+        grown += " - CarIdx: " + std::to_string(i) + "\n   UserName: Driver " + std::to_string(i) +
+                 "\n   UserID: " + std::to_string(100000 + i) + "\n   CarNumber: \"" + std::to_string(i + 1) +
+                 "\"\n   CarScreenName: Sample GT3\n   CarClassShortName: GT3\n   IRating: " +
+                 std::to_string(1500 + 37 * i) + "\n   LicString: B 3.41\n";
+    }
+    return grown + "...\n";
+}
+
+volatile double sink;
+
+void polls(const std::string &scenarioPath)
+{
+    std::ifstream file(scenarioPath);
+    Scenario scenario;
+    std::string error;
+    if (!scenario.parse(file, &error)) {
+        std::printf("cannot read the scenario: %s\n", error.c_str());
+        return;
+    }
+    FakeSimulator sim(simulatorVariables(), 3, 256 * 1024);
+    const std::string text = sessionTextWithDrivers(scenario.sessionText, 60);
+    sim.setText(text);
+    std::int32_t tick = 0;
+    TelemetryClient &client = TelemetryClient::shared();
+    while (!client.awaitRow(16))
+        sim.nextRow(++tick);
+    SessionData record;
+    record.SessionNum = 1;
+
+    const double telemetry = medianMicroseconds(2000, [&] {
+        sim.nextRow(++tick); // a new row is there: the poll never waits
+        sink = TelemetryPoll::run(record);
+    });
+    const double session = medianMicroseconds(500, [&] { SessionPoll::readSessionText(record); });
+    const double live = medianMicroseconds(2000, [&] { sink = SessionData::documentText(record.LiveDocument()).size(); });
+    const double info = medianMicroseconds(2000, [&] { sink = SessionData::documentText(record.InfoDocument()).size(); });
+
+    std::printf("\n### The polls (in process, %zu variables, session text of %zu bytes with 60 drivers)\n\n",
+                sim.layout.variables().size(), text.size());
+    std::printf("| Work | Median (us) | Goal |\n|---|---:|---|\n");
+    std::printf("| Telemetry poll: new row, 24 lookups and reads | %.2f | under 20 us |\n", telemetry);
+    std::printf("| Session poll: 11 queries and their parsing | %.2f | under 200 us |\n", session);
+    std::printf("| Live document: build and serialise | %.2f | |\n", live);
+    std::printf("| Info document: build and serialise | %.2f | |\n", info);
+    std::printf("\nThe polls' own waits (up to 16 ms for a row) are left out: with a new row there, none is taken.\n");
+}
+
+void footprint(const std::string &kvbeacon, const std::string &simulator, const std::string &documents, int seconds)
+{
+    if (!std::getenv("DISPLAY")) {
+        std::printf("\n### Footprint\n\nNo display: skipped (scripts/bench starts an Xvfb for it).\n");
+        return;
+    }
+    Child standIn;
+    if (!standIn.start({simulator, "--rate", "60"}, {}, false)) {
+        std::printf("cannot start the simulator stand-in\n");
+        return;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+
+    auto measure = [&](bool serverRunning, double *cpu, long *rssKb) {
+        char home[] = "/tmp/kvbench-home-XXXXXX";
+        if (!mkdtemp(home))
+            return;
+        const std::string settingsDir = std::string(home) + "/.local/share/kvbeacon";
+        std::system(("mkdir -p '" + settingsDir + "'").c_str());
+        const std::uint16_t port = benchkit::freePort();
+        std::ofstream ini(settingsDir + "/kvbeacon.ini");
+        ini << "[main]\nautostartserver=" << (serverRunning ? "true" : "false") << "\nport=" << port
+            << "\n[paths]\niracingdocument=" << documents << "\n";
+        ini.close();
+        Child app;
+        app.start({kvbeacon}, {"HOME=" + std::string(home), "XDG_DATA_HOME="}, false);
+        std::this_thread::sleep_for(std::chrono::seconds(3)); // window up, simulator found, server started
+
+        std::atomic<bool> stop{false};
+        std::atomic<long> errors{0};
+        std::vector<std::thread> clients;
+        if (serverRunning) {
+            for (int c = 0; c < 4; ++c) {
+                clients.emplace_back([&] {
+                    Client client;
+                    if (!client.connectTo(port)) {
+                        ++errors;
+                        return;
+                    }
+                    int id = 0;
+                    auto next = Clock::now();
+                    while (!stop) {
+                        for (int command : {207, 208}) {
+                            client.send(benchkit::requestFrame(command, ++id));
+                            if (!benchkit::isDocumentReply(client.readFrame(), command, id, command == 207 ? 24 : 8))
+                                ++errors;
+                        }
+                        next += std::chrono::milliseconds(100);
+                        std::this_thread::sleep_until(next);
+                    }
+                });
+            }
+        }
+        std::this_thread::sleep_for(std::chrono::seconds(2));
+        const benchkit::ProcessFigures before = benchkit::readProcess(app.pid);
+        const auto started = Clock::now();
+        std::vector<double> rss;
+        for (int s = 0; s < seconds; ++s) {
+            std::this_thread::sleep_for(std::chrono::seconds(1));
+            rss.push_back(static_cast<double>(benchkit::readProcess(app.pid).residentKb));
+        }
+        const benchkit::ProcessFigures after = benchkit::readProcess(app.pid);
+        const double elapsed = std::chrono::duration<double>(Clock::now() - started).count();
+        stop = true;
+        for (std::thread &t : clients)
+            t.join();
+        *cpu = 100.0 * static_cast<double>(after.cpuTicks - before.cpuTicks) /
+               static_cast<double>(sysconf(_SC_CLK_TCK)) / elapsed;
+        *rssKb = static_cast<long>(percentile(rss, 0.5));
+        if (errors)
+            std::printf("(%ld wrong replies while measuring the footprint)\n", long(errors));
+        app.stop();
+        std::system(("rm -rf '" + std::string(home) + "'").c_str());
+    };
+    double cpuServing = 0, cpuIdle = 0;
+    long rssServing = 0, rssIdle = 0;
+    measure(true, &cpuServing, &rssServing);
+    measure(false, &cpuIdle, &rssIdle);
+    standIn.stop();
+    std::printf("\n### Footprint of the whole program beside the stand-in (60 rows/s), %d s each\n\n", seconds);
+    std::printf("| Situation | CPU (%% of one core) | Resident (MB, median) | Goal |\n|---|---:|---:|---|\n");
+    std::printf("| Server running, 4 clients reading both documents 10 times a second | %.2f | %.1f | under 1%% and 40 MB |\n",
+                cpuServing, rssServing / 1024.0);
+    std::printf("| Server stopped | %.2f | %.1f | |\n", cpuIdle, rssIdle / 1024.0);
+}
+} // namespace
+
+int main(int argc, char **argv)
+{
+    benchkit::raiseDescriptorLimit();
+    std::signal(SIGPIPE, SIG_IGN);
+    const std::string host = KVB_BENCH_HOST;
+    const bool quick = argc > 1 && std::strcmp(argv[1], "--quick") == 0;
+    const int requests = quick ? 2000 : 20000;
+    const double seconds = quick ? 2.0 : 10.0;
+
+    {
+        Child kv, echo;
+        if (!kv.start({host, "kvbeacon"}) || !echo.start({host, "echo"})) {
+            std::printf("cannot start the benchmark's servers\n");
+            return 1;
+        }
+        const Latencies echoTrip = roundTrips(echo.port, 207, true, requests);
+        const Latencies kv202 = roundTrips(kv.port, 202, false, requests);
+        const Latencies kv207 = roundTrips(kv.port, 207, false, requests);
+        const Latencies kv208 = roundTrips(kv.port, 208, false, requests);
+        std::printf("### Round trip on one connection, %d requests each (us)\n\n", requests);
+        std::printf("| Request | p50 | p99 | p50 / echo | p99 / echo | Wrong replies | Goal |\n");
+        std::printf("|---|---:|---:|---:|---:|---:|---|\n");
+        std::printf("| Bare echo of a 20-byte frame | %.1f | %.1f | 1.00 | 1.00 | %ld | |\n", echoTrip.p50, echoTrip.p99,
+                    echoTrip.errors);
+        const Latencies *rows[] = {&kv202, &kv207, &kv208};
+        const char *names[] = {"kvBeacon 202 (server name)", "kvBeacon 207 (live document)",
+                               "kvBeacon 208 (info document)"};
+        for (int i = 0; i < 3; ++i)
+            std::printf("| %s | %.1f | %.1f | %s | %s | %ld | %s |\n", names[i], rows[i]->p50, rows[i]->p99,
+                        ratio(rows[i]->p50, echoTrip.p50).c_str(), ratio(rows[i]->p99, echoTrip.p99).c_str(),
+                        rows[i]->errors, i == 1 ? "p50 at most 3 x echo" : "");
+
+        const Throughput echoLoad = throughput(echo.port, true, 64, seconds);
+        const Throughput kvLoad = throughput(kv.port, false, 64, seconds);
+        std::printf("\n### Throughput: 64 clients in parallel, %.0f s each\n\n", seconds);
+        std::printf("| Server | Requests/s | p50 (us) | p99 (us) | Errors | kvBeacon / echo | Goal |\n");
+        std::printf("|---|---:|---:|---:|---:|---:|---|\n");
+        std::printf("| Bare echo | %.0f | %.1f | %.1f | %ld | | |\n", echoLoad.perSecond, echoLoad.latency.p50,
+                    echoLoad.latency.p99, echoLoad.latency.errors);
+        std::printf("| kvBeacon 207 | %.0f | %.1f | %.1f | %ld | %s | at least 0.33, no errors |\n", kvLoad.perSecond,
+                    kvLoad.latency.p50, kvLoad.latency.p99, kvLoad.latency.errors,
+                    ratio(kvLoad.perSecond, echoLoad.perSecond).c_str());
+    }
+
+    {
+        Child kv;
+        if (!kv.start({host, "kvbeacon"}))
+            return 1;
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        std::vector<benchkit::ProcessFigures> figures;
+        figures.push_back(benchkit::readProcess(kv.pid));
+        const int base = figures.back().threads;
+        std::vector<Client> idle(1000);
+        int opened = 0;
+        for (int target : {100, 1000}) {
+            for (; opened < target; ++opened)
+                idle[static_cast<std::size_t>(opened)].connectTo(kv.port);
+            waitForThreads(kv.pid, base + target);
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            figures.push_back(benchkit::readProcess(kv.pid));
+        }
+        const Latencies probe = roundTrips(kv.port, 207, false, quick ? 1000 : 5000);
+        std::printf("\n### A thousand idle connections\n\n");
+        std::printf("| Connections | Server resident (MB) | Server threads |\n|---:|---:|---:|\n");
+        const int counts[] = {0, 100, 1000};
+        for (int i = 0; i < 3; ++i)
+            std::printf("| %d | %.1f | %d |\n", counts[i], figures[static_cast<std::size_t>(i)].residentKb / 1024.0,
+                        figures[static_cast<std::size_t>(i)].threads);
+        std::printf("\nProbe client beside the 1,000 (207, %ld requests): p50 %.1f us, p99 %.1f us, %ld wrong "
+                    "replies. Goal: p99 under 5 ms, memory under 150 MB.\n",
+                    probe.count, probe.p50, probe.p99, probe.errors);
+    }
+
+    polls(KVB_SAMPLE_SCENARIO);
+    footprint(KVB_KVBEACON, KVB_SIMULATOR, KVB_SAMPLE_DOCUMENTS, quick ? 10 : 60);
+    return 0;
+}
