@@ -67,7 +67,8 @@ bool isDocumentReply(const std::string &reply, int command, int id, int members)
     std::string payload;
     if (!frameParts(reply, command, id, &payload))
         return false;
-    if (payload.size() < 4 || payload.compare(0, 2, "{\n") != 0 || payload.compare(payload.size() - 2, 2, "}\n") != 0)
+    if (payload.size() < 4 || payload.compare(0, 2, "{\n") != 0 ||
+        payload.compare(payload.size() - 2, 2, "}\n") != 0)
         return false;
     int count = 0;
     for (std::size_t at = 0; (at = payload.find("\n    \"", at)) != std::string::npos; ++at)
@@ -152,7 +153,8 @@ std::uint16_t EchoServer::start()
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
-    if (bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 || listen(listener, 4096) != 0 ||
+    if (bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
+        listen(listener, 4096) != 0 ||
         getsockname(listener, reinterpret_cast<sockaddr *>(&address), &size) != 0)
         return 0;
     std::thread([listener] {
@@ -168,8 +170,8 @@ std::uint16_t EchoServer::start()
                         break;
                     ssize_t sent = 0;
                     while (sent < n) {
-                        const ssize_t w = ::send(connection, buffer + sent, static_cast<std::size_t>(n - sent),
-                                                 MSG_NOSIGNAL);
+                        const ssize_t w = ::send(connection, buffer + sent,
+                                                 static_cast<std::size_t>(n - sent), MSG_NOSIGNAL);
                         if (w <= 0)
                             break;
                         sent += w;

@@ -13,10 +13,10 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <fcntl.h>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <fstream>
 #include <mutex>
 #include <spawn.h>
@@ -65,7 +65,8 @@ struct Child
             const std::string entry = *e;
             bool replaced = false;
             for (const std::string &extra : extraEnv)
-                replaced = replaced || entry.compare(0, extra.find('=') + 1, extra, 0, extra.find('=') + 1) == 0;
+                replaced =
+                    replaced || entry.compare(0, extra.find('=') + 1, extra, 0, extra.find('=') + 1) == 0;
             if (!replaced)
                 envStrings.push_back(entry);
         }
@@ -135,9 +136,10 @@ Latencies roundTrips(std::uint16_t port, int command, bool echo, int requests)
         client.send(frame);
         const std::string reply = echo ? client.readExactly(frame.size()) : client.readFrame();
         const auto end = Clock::now();
-        bool ok = echo ? reply == frame
-                       : (command == 202 ? benchkit::isReply(reply, 202, id, "kv-Beacon")
-                                         : benchkit::isDocumentReply(reply, command, id, command == 207 ? 24 : 8));
+        bool ok =
+            echo ? reply == frame
+                 : (command == 202 ? benchkit::isReply(reply, 202, id, "kv-Beacon")
+                                   : benchkit::isDocumentReply(reply, command, id, command == 207 ? 24 : 8));
         if (i < 0)
             continue;
         times.push_back(microseconds(end - start));
@@ -160,8 +162,10 @@ Throughput throughput(std::uint16_t port, bool echo, int clients, double seconds
     std::vector<std::vector<double>> times(static_cast<std::size_t>(clients));
     std::atomic<long> errors{0};
     std::atomic<bool> go{false};
-    const auto deadline = [&] { return Clock::now() + std::chrono::duration_cast<Clock::duration>(
-                                                          std::chrono::duration<double>(seconds)); };
+    const auto deadline = [&] {
+        return Clock::now() +
+               std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+    };
     Clock::time_point end;
     std::vector<std::thread> threads;
     for (int c = 0; c < clients; ++c) {
@@ -273,8 +277,10 @@ void polls(const std::string &scenarioPath)
         sink = TelemetryPoll::run(record);
     });
     const double session = medianMicroseconds(500, [&] { SessionPoll::readSessionText(record); });
-    const double live = medianMicroseconds(2000, [&] { sink = SessionData::documentText(record.LiveDocument()).size(); });
-    const double info = medianMicroseconds(2000, [&] { sink = SessionData::documentText(record.InfoDocument()).size(); });
+    const double live =
+        medianMicroseconds(2000, [&] { sink = SessionData::documentText(record.LiveDocument()).size(); });
+    const double info =
+        medianMicroseconds(2000, [&] { sink = SessionData::documentText(record.InfoDocument()).size(); });
 
     std::printf("\n### The polls (in process, %zu variables, session text of %zu bytes with 60 drivers)\n\n",
                 sim.layout.variables().size(), text.size());
@@ -283,10 +289,12 @@ void polls(const std::string &scenarioPath)
     std::printf("| Session poll: 11 queries and their parsing | %.2f | under 200 us |\n", session);
     std::printf("| Live document: build and serialise | %.2f | |\n", live);
     std::printf("| Info document: build and serialise | %.2f | |\n", info);
-    std::printf("\nThe polls' own waits (up to 16 ms for a row) are left out: with a new row there, none is taken.\n");
+    std::printf("\nThe polls' own waits (up to 16 ms for a row) are left out: with a new row there, none is "
+                "taken.\n");
 }
 
-void footprint(const std::string &kvbeacon, const std::string &simulator, const std::string &documents, int seconds)
+void footprint(const std::string &kvbeacon, const std::string &simulator, const std::string &documents,
+               int seconds)
 {
     if (!std::getenv("DISPLAY")) {
         std::printf("\n### Footprint\n\nNo display: skipped (scripts/bench starts an Xvfb for it).\n");
@@ -330,7 +338,8 @@ void footprint(const std::string &kvbeacon, const std::string &simulator, const 
                     while (!stop) {
                         for (int command : {207, 208}) {
                             client.send(benchkit::requestFrame(command, ++id));
-                            if (!benchkit::isDocumentReply(client.readFrame(), command, id, command == 207 ? 24 : 8))
+                            if (!benchkit::isDocumentReply(client.readFrame(), command, id,
+                                                           command == 207 ? 24 : 8))
                                 ++errors;
                         }
                         next += std::chrono::milliseconds(100);
@@ -365,9 +374,11 @@ void footprint(const std::string &kvbeacon, const std::string &simulator, const 
     measure(true, &cpuServing, &rssServing);
     measure(false, &cpuIdle, &rssIdle);
     standIn.stop();
-    std::printf("\n### Footprint of the whole program beside the stand-in (60 rows/s), %d s each\n\n", seconds);
+    std::printf("\n### Footprint of the whole program beside the stand-in (60 rows/s), %d s each\n\n",
+                seconds);
     std::printf("| Situation | CPU (%% of one core) | Resident (MB, median) | Goal |\n|---|---:|---:|---|\n");
-    std::printf("| Server running, 4 clients reading both documents 10 times a second | %.2f | %.1f | under 1%% and 40 MB |\n",
+    std::printf("| Server running, 4 clients reading both documents 10 times a second | %.2f | %.1f | under "
+                "1%% and 40 MB |\n",
                 cpuServing, rssServing / 1024.0);
     std::printf("| Server stopped | %.2f | %.1f | |\n", cpuIdle, rssIdle / 1024.0);
 }
@@ -395,8 +406,8 @@ int main(int argc, char **argv)
         std::printf("### Round trip on one connection, %d requests each (us)\n\n", requests);
         std::printf("| Request | p50 | p99 | p50 / echo | p99 / echo | Wrong replies | Goal |\n");
         std::printf("|---|---:|---:|---:|---:|---:|---|\n");
-        std::printf("| Bare echo of a 20-byte frame | %.1f | %.1f | 1.00 | 1.00 | %ld | |\n", echoTrip.p50, echoTrip.p99,
-                    echoTrip.errors);
+        std::printf("| Bare echo of a 20-byte frame | %.1f | %.1f | 1.00 | 1.00 | %ld | |\n", echoTrip.p50,
+                    echoTrip.p99, echoTrip.errors);
         const Latencies *rows[] = {&kv202, &kv207, &kv208};
         const char *names[] = {"kvBeacon 202 (server name)", "kvBeacon 207 (live document)",
                                "kvBeacon 208 (info document)"};
@@ -410,10 +421,10 @@ int main(int argc, char **argv)
         std::printf("\n### Throughput: 64 clients in parallel, %.0f s each\n\n", seconds);
         std::printf("| Server | Requests/s | p50 (us) | p99 (us) | Errors | kvBeacon / echo | Goal |\n");
         std::printf("|---|---:|---:|---:|---:|---:|---|\n");
-        std::printf("| Bare echo | %.0f | %.1f | %.1f | %ld | | |\n", echoLoad.perSecond, echoLoad.latency.p50,
-                    echoLoad.latency.p99, echoLoad.latency.errors);
-        std::printf("| kvBeacon 207 | %.0f | %.1f | %.1f | %ld | %s | at least 0.33, no errors |\n", kvLoad.perSecond,
-                    kvLoad.latency.p50, kvLoad.latency.p99, kvLoad.latency.errors,
+        std::printf("| Bare echo | %.0f | %.1f | %.1f | %ld | | |\n", echoLoad.perSecond,
+                    echoLoad.latency.p50, echoLoad.latency.p99, echoLoad.latency.errors);
+        std::printf("| kvBeacon 207 | %.0f | %.1f | %.1f | %ld | %s | at least 0.33, no errors |\n",
+                    kvLoad.perSecond, kvLoad.latency.p50, kvLoad.latency.p99, kvLoad.latency.errors,
                     ratio(kvLoad.perSecond, echoLoad.perSecond).c_str());
     }
 
@@ -439,11 +450,13 @@ int main(int argc, char **argv)
         std::printf("| Connections | Server resident (MB) | Server threads |\n|---:|---:|---:|\n");
         const int counts[] = {0, 100, 1000};
         for (int i = 0; i < 3; ++i)
-            std::printf("| %d | %.1f | %d |\n", counts[i], figures[static_cast<std::size_t>(i)].residentKb / 1024.0,
+            std::printf("| %d | %.1f | %d |\n", counts[i],
+                        figures[static_cast<std::size_t>(i)].residentKb / 1024.0,
                         figures[static_cast<std::size_t>(i)].threads);
-        std::printf("\nProbe client beside the 1,000 (207, %ld requests): p50 %.1f us, p99 %.1f us, %ld wrong "
-                    "replies. Goal: p99 under 5 ms, memory under 150 MB.\n",
-                    probe.count, probe.p50, probe.p99, probe.errors);
+        std::printf(
+            "\nProbe client beside the 1,000 (207, %ld requests): p50 %.1f us, p99 %.1f us, %ld wrong "
+            "replies. Goal: p99 under 5 ms, memory under 150 MB.\n",
+            probe.count, probe.p50, probe.p99, probe.errors);
     }
 
     polls(KVB_SAMPLE_SCENARIO);

@@ -26,6 +26,8 @@ void kvServer::StartServer(const QString &ip, quint16 port)
 
 void kvServer::StopServer()
 {
+    // A stopped server takes no one in while it waits for its deletion.
+    close();
     // Every thread is ended, not only the newest: none may outlive this server.
     for (kvServerThread *thread : qAsConst(threads))
         thread->stop();

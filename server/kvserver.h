@@ -19,7 +19,7 @@ public:
     ~kvServer() override;
 
     void StartServer(const QString &ip, quint16 port);
-    // Ends every connection and waits for their threads.
+    // Stops listening, ends every connection and waits for their threads.
     void StopServer();
     // Main thread: the telemetry poll hands over the whole working record.
     void publish(const SessionData &record) { sessionData.publish(record); }

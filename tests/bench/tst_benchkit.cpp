@@ -40,9 +40,8 @@ void tst_BenchKit::replyChecks()
     QVERIFY(!benchkit::isReply("@000022;202;000007;kv-Beacon;", 202, 7, "kv-Beacon"));
     QVERIFY(!benchkit::isReply("@000021;202;000007;kv-Beacom;", 202, 7, "kv-Beacon"));
     const std::string document = "{\n    \"A\": 1,\n    \"B\": 2\n}\n";
-    const std::string frame =
-        "@" + std::string(6 - std::to_string(12 + document.size()).size(), '0') +
-        std::to_string(12 + document.size()) + ";208;000003;" + document + ";";
+    const std::string frame = "@" + std::string(6 - std::to_string(12 + document.size()).size(), '0') +
+                              std::to_string(12 + document.size()) + ";208;000003;" + document + ";";
     QVERIFY(benchkit::isDocumentReply(frame, 208, 3, 2));
     QVERIFY(!benchkit::isDocumentReply(frame, 208, 3, 3));
     QVERIFY(!benchkit::isDocumentReply(frame, 207, 3, 2));

@@ -190,6 +190,7 @@ void tst_kvServer::stopEndsEveryConnection()
     QCOMPARE(threads.size(), 3);
 
     s.server.StopServer();
+    QVERIFY(!s.server.isListening()); // nobody new comes in while it waits for deletion
     for (const QPointer<kvServerThread> &t : threads)
         QVERIFY(!t || t->isFinished());
     // Each socket is closed with its thread, so every client hears of it.

@@ -89,7 +89,8 @@ void tst_PublishedSession::concurrentReadersSeeWholeRecords()
                     ++backwards;
                 last = r.SessionNum;
                 // Take a document as a connection thread does: it must be this record's.
-                if (!snap->infoText().contains(QStringLiteral("\"WI.Trackname\": \"Track %1\"").arg(r.SessionNum)))
+                if (!snap->infoText().contains(
+                        QStringLiteral("\"WI.Trackname\": \"Track %1\"").arg(r.SessionNum)))
                     ++torn;
                 ++reads;
             }
