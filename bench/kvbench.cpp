@@ -384,10 +384,47 @@ void footprint(const std::string &kvbeacon, const std::string &simulator, const 
 }
 } // namespace
 
+// A churn of clients for the soak: connections that come and go, read both documents, send
+// some garbage, and now and then leave in the middle of a frame.
+int churn(std::uint16_t port, double seconds)
+{
+    const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+    std::atomic<long> cycles{0}, wrong{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 8; ++t)
+        threads.emplace_back([&, t] {
+            for (long n = 0; Clock::now() < end; ++n) {
+                Client client;
+                if (!client.connectTo(port)) {
+                    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+                    continue;
+                }
+                for (int i = 0; i < 5; ++i) {
+                    const int command = i % 2 ? 207 : 208;
+                    client.send(benchkit::requestFrame(command, i));
+                    if (!benchkit::isDocumentReply(client.readFrame(), command, i, command == 207 ? 24 : 8))
+                        ++wrong;
+                }
+                if ((n + t) % 7 == 0)
+                    client.send("@000040;207;0000"); // gone in the middle of a body
+                else if ((n + t) % 5 == 0)
+                    client.send("garbage;@@;\n");
+                ++cycles;
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            }
+        });
+    for (std::thread &t : threads)
+        t.join();
+    std::printf("churn: %ld connections, %ld wrong replies\n", cycles.load(), wrong.load());
+    return wrong == 0 ? 0 : 1;
+}
+
 int main(int argc, char **argv)
 {
     benchkit::raiseDescriptorLimit();
     std::signal(SIGPIPE, SIG_IGN);
+    if (argc > 3 && std::strcmp(argv[1], "--churn") == 0)
+        return churn(static_cast<std::uint16_t>(std::atoi(argv[2])), std::atof(argv[3]));
     const std::string host = KVB_BENCH_HOST;
     const bool quick = argc > 1 && std::strcmp(argv[1], "--quick") == 0;
     const int requests = quick ? 2000 : 20000;
