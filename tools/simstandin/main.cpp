@@ -149,8 +149,9 @@ int main(int argc, char **argv)
         SimHost::removeObjects();
         return 1;
     }
-    report("created memory /IRSDKMemMapFileName size=%zu variables=%zu rowlength=%d slots=%d",
-           layout.regionSize(), layout.variables().size(), layout.naturalRowLength(), layout.slotCount());
+    report("created memory /IRSDKMemMapFileName size=%lu variables=%lu rowlength=%d slots=%d",
+           static_cast<unsigned long>(layout.regionSize()), static_cast<unsigned long>(layout.variables().size()),
+           layout.naturalRowLength(), layout.slotCount());
     report("created event /IRSDKDataValidEvent");
     layout.setPublishing(region, true);
     report("publishing rate=%g tick=%ld scenario=%s", rate, startTick, scenarioPath.c_str());

@@ -1,0 +1,50 @@
+#include "simhost.h"
+
+#include <windows.h>
+
+namespace SimHost {
+
+namespace {
+HANDLE mapping = nullptr;
+unsigned char *region = nullptr;
+HANDLE event = nullptr;
+} // namespace
+
+unsigned char *createRegion(std::size_t size)
+{
+    mapping = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, static_cast<DWORD>(size),
+                                 L"Local\\IRSDKMemMapFileName");
+    if (!mapping)
+        return nullptr;
+    region = static_cast<unsigned char *>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, size));
+    return region;
+}
+
+bool createEvent()
+{
+    event = CreateEventW(nullptr, TRUE, FALSE, L"Local\\IRSDKDataValidEvent");
+    return event != nullptr;
+}
+
+void signalEvent()
+{
+    if (event)
+        PulseEvent(event); // wakes every reader waiting now
+}
+
+bool removeObjects()
+{
+    // The system removes the objects when the last handle goes, a reader's included.
+    if (region)
+        UnmapViewOfFile(region);
+    if (mapping)
+        CloseHandle(mapping);
+    if (event)
+        CloseHandle(event);
+    region = nullptr;
+    mapping = nullptr;
+    event = nullptr;
+    return true;
+}
+
+} // namespace SimHost
