@@ -2,43 +2,15 @@
 // first byte of each piece gives its length. Every frame found starts with a valid head,
 // is never longer than its head announces, and nothing is read that did not arrive.
 #include "framereader.h"
+#include "scriptedsource.h"
 #include "wiremessage.h"
-
-#include <QList>
 
 #include <cstdint>
 #include <cstdlib>
 
-namespace {
-class PiecesSource : public FrameReader::Source
-{
-public:
-    QByteArray buffer;
-    QList<QByteArray> later;
-    qint64 delivered = 0;
-
-    qint64 bytesAvailable() override { return buffer.size(); }
-    QByteArray read(qint64 maxSize) override
-    {
-        const QByteArray piece = buffer.left(static_cast<int>(maxSize));
-        buffer.remove(0, piece.size());
-        return piece;
-    }
-    bool waitForReadyRead(int) override
-    {
-        if (later.isEmpty())
-            return false;
-        buffer += later.takeFirst();
-        return true;
-    }
-    void sleep(int) override {}
-    void disconnectFromHost() override {}
-};
-} // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    PiecesSource source;
+    ScriptedSource source;
     qint64 total = 0;
     for (std::size_t at = 0; at < size;) {
         const std::size_t length = data[at] % 64;
@@ -56,12 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     for (int calls = 0; calls < 10000 && (source.bytesAvailable() > 0 || !source.later.isEmpty()); ++calls) {
         if (source.bytesAvailable() == 0)
             source.waitForReadyRead(0);
-        const qint64 before = source.bytesAvailable() + [&] {
-            qint64 n = 0;
-            for (const QByteArray &p : source.later)
-                n += p.size();
-            return n;
-        }();
+        const qint64 before = source.pending();
         const FrameReader::Result result = FrameReader::read(source);
         if (result.outcome != FrameReader::Outcome::Frame)
             continue;

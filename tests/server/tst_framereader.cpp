@@ -1,44 +1,7 @@
 #include "framereader.h"
+#include "scriptedsource.h"
 
 #include <QtTest>
-
-namespace {
-// Plays a connection: `buffer` is what has arrived, `later` what each wait delivers next.
-class ScriptedSource : public FrameReader::Source
-{
-public:
-    QByteArray buffer;
-    QList<QByteArray> later;
-    int sleeps = 0;
-    int sleptMs = 0;
-    int waits = 0;
-    int lastWaitMs = 0;
-    bool disconnected = false;
-
-    qint64 bytesAvailable() override { return buffer.size(); }
-    QByteArray read(qint64 maxSize) override
-    {
-        const QByteArray piece = buffer.left(int(maxSize));
-        buffer.remove(0, piece.size());
-        return piece;
-    }
-    bool waitForReadyRead(int msecs) override
-    {
-        ++waits;
-        lastWaitMs = msecs;
-        if (later.isEmpty())
-            return false;
-        buffer += later.takeFirst();
-        return true;
-    }
-    void sleep(int msecs) override
-    {
-        ++sleeps;
-        sleptMs += msecs;
-    }
-    void disconnectFromHost() override { disconnected = true; }
-};
-} // namespace
 
 class tst_FrameReader : public QObject
 {

@@ -150,8 +150,9 @@ int main(int argc, char **argv)
         return 1;
     }
     report("created memory /IRSDKMemMapFileName size=%lu variables=%lu rowlength=%d slots=%d",
-           static_cast<unsigned long>(layout.regionSize()), static_cast<unsigned long>(layout.variables().size()),
-           layout.naturalRowLength(), layout.slotCount());
+           static_cast<unsigned long>(layout.regionSize()),
+           static_cast<unsigned long>(layout.variables().size()), layout.naturalRowLength(),
+           layout.slotCount());
     report("created event /IRSDKDataValidEvent");
     layout.setPublishing(region, true);
     report("publishing rate=%g tick=%ld scenario=%s", rate, startTick, scenarioPath.c_str());
@@ -162,6 +163,10 @@ int main(int argc, char **argv)
     CommandQueue commands;
     commands.start();
     ScenarioPlayer player(scenario);
+    // Names are looked up once, not on every row.
+    std::map<std::string, std::int32_t> indexes;
+    for (std::size_t i = 0; i < layout.variables().size(); ++i)
+        indexes[layout.variables()[i].name] = static_cast<std::int32_t>(i);
     std::map<std::string, double> pinned;
     bool publishing = true;
     bool stalled = false;
@@ -252,7 +257,7 @@ int main(int argc, char **argv)
             // A row shorter than the variables' own length only holds the values that fit.
             const std::int32_t length = layout.currentRowLength(region);
             for (const auto &value : values) {
-                const std::int32_t index = layout.indexOf(value.first);
+                const std::int32_t index = indexes.at(value.first);
                 if (layout.valueOffset(index) + RegionLayout::widthOf(layout.variables()[index].type) <=
                     length)
                     layout.setValue(region, slot, index, 0, value.second);
