@@ -1,15 +1,24 @@
-# kvb_add_test(NAME <name> SOURCES <files...> LIBS <libs...>)
-# One QtTest executable per behaviour, run by CTest without a display.
+# kvb_add_test(NAME <name> SOURCES <files...> [LIBS <libs...>] [TIMEOUT <s>] [PORTABLE]
+#              [LOCK <resource>] [DEFINES <defs...>] [INCLUDES <dirs...>])
+# One QtTest executable per behaviour, run by CTest without a display. PORTABLE marks the
+# suites that need none of the Linux stand-ins: only those are built for Windows, where CTest
+# runs them under Wine. LOCK names a resource that tests take turns with (the simulator's
+# objects have fixed names).
 function(kvb_add_test)
-    cmake_parse_arguments(T "" "NAME;TIMEOUT" "SOURCES;LIBS" ${ARGN})
+    cmake_parse_arguments(T "PORTABLE" "NAME;TIMEOUT;LOCK" "SOURCES;LIBS;DEFINES;INCLUDES" ${ARGN})
+    if(WIN32 AND NOT T_PORTABLE)
+        return()
+    endif()
     add_executable(${T_NAME} ${T_SOURCES})
-    target_link_libraries(${T_NAME} PRIVATE Qt5::Test ${T_LIBS})
-    target_include_directories(${T_NAME} PRIVATE ${PROJECT_SOURCE_DIR}/tests/common)
+    target_link_libraries(${T_NAME} PRIVATE Qt5::Test kvb_testsupport ${T_LIBS})
+    target_compile_definitions(${T_NAME} PRIVATE ${T_DEFINES})
+    target_include_directories(${T_NAME} PRIVATE ${T_INCLUDES})
     add_test(NAME ${T_NAME} COMMAND ${T_NAME})
     if(NOT T_TIMEOUT)
         set(T_TIMEOUT 120)
     endif()
-    set_tests_properties(${T_NAME} PROPERTIES
-        TIMEOUT ${T_TIMEOUT}
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+    set_tests_properties(${T_NAME} PROPERTIES TIMEOUT ${T_TIMEOUT} ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+    if(T_LOCK)
+        set_tests_properties(${T_NAME} PROPERTIES RESOURCE_LOCK ${T_LOCK})
+    endif()
 endfunction()
