@@ -11,12 +11,12 @@ namespace {
 std::int32_t widthOf(std::int32_t type)
 {
     switch (type) {
-    case 0:
-    case 1:
+    case TelemetryMap::typeChar:
+    case TelemetryMap::typeBool:
         return 1;
-    case 2:
-    case 3:
-    case 4:
+    case TelemetryMap::typeInt:
+    case TelemetryMap::typeBitField:
+    case TelemetryMap::typeFloat:
         return 4;
     default:
         return 8;
@@ -97,13 +97,14 @@ const unsigned char *TelemetryClient::entry(std::int32_t index, std::int32_t ent
     const unsigned char *header = TelemetryMap::variableHeader(index);
     if (!header)
         return nullptr;
-    if (entryIndex < 0 || entryIndex >= headerField(header, 8))
+    if (entryIndex < 0 || entryIndex >= headerField(header, TelemetryMap::variableEntryCountField))
         return nullptr;
-    *type = headerField(header, 0);
-    if (static_cast<std::uint32_t>(*type) > 5)
+    *type = headerField(header, TelemetryMap::variableTypeField);
+    if (static_cast<std::uint32_t>(*type) > TelemetryMap::typeDouble)
         return nullptr;
-    const std::int64_t offset = static_cast<std::int64_t>(headerField(header, 4)) +
-                                static_cast<std::int64_t>(entryIndex) * widthOf(*type);
+    const std::int64_t offset =
+        static_cast<std::int64_t>(headerField(header, TelemetryMap::variableValueOffsetField)) +
+        static_cast<std::int64_t>(entryIndex) * widthOf(*type);
     if (offset < 0 || offset + widthOf(*type) > rowLengthValue)
         return nullptr;
     return row.get() + offset;
@@ -114,16 +115,16 @@ namespace {
 double asDouble(const unsigned char *bytes, std::int32_t type)
 {
     switch (type) {
-    case 0:
-    case 1:
+    case TelemetryMap::typeChar:
+    case TelemetryMap::typeBool:
         return static_cast<signed char>(bytes[0]);
-    case 2:
-    case 3: {
+    case TelemetryMap::typeInt:
+    case TelemetryMap::typeBitField: {
         std::int32_t v;
         std::memcpy(&v, bytes, sizeof v);
         return v;
     }
-    case 4: {
+    case TelemetryMap::typeFloat: {
         float v;
         std::memcpy(&v, bytes, sizeof v);
         return v;
@@ -145,7 +146,7 @@ bool TelemetryClient::readBool(std::int32_t index, std::int32_t entryIndex)
         return false;
     const double value = asDouble(bytes, type);
     // Integers are true when not 0; floating values from 1.0 up (a NaN is false).
-    return type <= 3 ? value != 0.0 : value >= 1.0;
+    return type <= TelemetryMap::typeBitField ? value != 0.0 : value >= 1.0;
 }
 
 std::int32_t TelemetryClient::readInt(std::int32_t index, std::int32_t entryIndex)

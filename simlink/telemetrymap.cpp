@@ -8,13 +8,6 @@ namespace TelemetryMap {
 namespace {
 State s;
 
-constexpr std::size_t statusOffset = 4;
-constexpr std::size_t sessionTextOffsetField = 20;
-constexpr std::size_t variableCountField = 24;
-constexpr std::size_t variableTableOffsetField = 28;
-constexpr std::size_t rowSlotCountField = 32;
-constexpr std::size_t rowLengthField = 36;
-
 // The region is little-endian like every machine the simulator runs on; the simulator may
 // rewrite it at any moment, so each field is read afresh where it is used.
 std::int32_t field(std::size_t offset)
@@ -37,7 +30,7 @@ bool inRegion(std::int64_t offset, std::int64_t length)
 
 bool publishing()
 {
-    return (field(statusOffset) & 1) != 0;
+    return (field(statusField) & 1) != 0;
 }
 
 // The slot with the highest tick; on equal ticks the lower slot. -1 when the slots lie
@@ -50,7 +43,7 @@ std::int32_t newestSlot()
         return -1;
     std::int32_t best = 0;
     for (std::int32_t i = 1; i < count; ++i) {
-        if (field(headerSize + slotSize * best) < field(headerSize + slotSize * i))
+        if (field(slotOffset(best) + slotTickField) < field(slotOffset(i) + slotTickField))
             best = i;
     }
     return best;
@@ -58,7 +51,7 @@ std::int32_t newestSlot()
 
 std::int32_t slotTick(std::int32_t slot)
 {
-    const std::int32_t tick = field(headerSize + slotSize * slot);
+    const std::int32_t tick = field(slotOffset(slot) + slotTickField);
     std::atomic_thread_fence(std::memory_order_acquire);
     return tick;
 }
@@ -160,7 +153,7 @@ std::int32_t findVariable(const char *name)
         const unsigned char *h = variableHeader(i);
         if (!h)
             return -1; // the table runs out of the region: nothing behind it can be read
-        if (std::strncmp(name, reinterpret_cast<const char *>(h + 16), variableNameSize) == 0)
+        if (std::strncmp(name, reinterpret_cast<const char *>(h + variableNameField), variableNameSize) == 0)
             return i;
     }
     return -1;
@@ -193,16 +186,16 @@ bool fetchRow(unsigned char *destination, std::int32_t capacity)
         return false;
 
     const platform::MemoryOps &ops = platform::memoryOps();
-    const std::size_t slotOffset = headerSize + slotSize * static_cast<std::size_t>(slot);
+    const std::size_t rowOffsetField = slotOffset(static_cast<std::size_t>(slot)) + slotRowOffsetField;
     if (!destination) {
-        if (!inRegion(field(slotOffset + 4), field(rowLengthField)))
+        if (!inRegion(field(rowOffsetField), field(rowLengthField)))
             return false;
         s.lastTick = tick;
         s.lastRowTime = ops.now();
         return true;
     }
     for (int attempt = 0; attempt < 2; ++attempt) {
-        const std::int32_t rowOffset = field(slotOffset + 4);
+        const std::int32_t rowOffset = field(rowOffsetField);
         const std::int32_t length = field(rowLengthField);
         if (!inRegion(rowOffset, length))
             return false;

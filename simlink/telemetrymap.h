@@ -14,11 +14,40 @@ namespace TelemetryMap {
 
 constexpr std::int32_t noTick = 2147483647;
 
-// Layout of the region, in bytes.
-constexpr std::size_t headerSize = 48;
+// Layout of the region: byte offsets of the header's fields, of a row slot's and of a
+// variable header's, little-endian 32-bit values unless told otherwise.
+constexpr std::size_t statusField = 4; // bit 0: the simulator is publishing
+constexpr std::size_t sessionTextOffsetField = 20;
+constexpr std::size_t variableCountField = 24;
+constexpr std::size_t variableTableOffsetField = 28;
+constexpr std::size_t rowSlotCountField = 32;
+constexpr std::size_t rowLengthField = 36;
+constexpr std::size_t headerSize = 48; // the row slots follow the header
+
 constexpr std::size_t slotSize = 16;
+constexpr std::size_t slotTickField = 0;
+constexpr std::size_t slotRowOffsetField = 4;
+constexpr std::size_t slotOffset(std::size_t slot)
+{
+    return headerSize + slotSize * slot;
+}
+
 constexpr std::size_t variableHeaderSize = 144;
+constexpr std::size_t variableTypeField = 0;
+constexpr std::size_t variableValueOffsetField = 4;
+constexpr std::size_t variableEntryCountField = 8;
+constexpr std::size_t variableNameField = 16;
 constexpr std::size_t variableNameSize = 32;
+
+// A variable's type code and so the width of each of its entries.
+enum TypeCode : std::int32_t {
+    typeChar = 0,     // 1 byte, signed
+    typeBool = 1,     // 1 byte, signed
+    typeInt = 2,      // 4 bytes
+    typeBitField = 3, // 4 bytes, read as an int
+    typeFloat = 4,    // 4 bytes
+    typeDouble = 5    // 8 bytes
+};
 
 struct State
 {

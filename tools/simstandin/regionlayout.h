@@ -8,6 +8,7 @@
 // Lays out a region the way the simulator does: header, row slots, variable headers,
 // session text and rows. Used by the simulator stand-in on shared memory and by tests on
 // plain byte blocks. The writer's side only; kvBeacon never links it.
+// Spelled from the simulator's own layout on purpose, not from the link's names, so a slip in either shows.
 class RegionLayout
 {
 public:
