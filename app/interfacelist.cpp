@@ -3,7 +3,7 @@
 #include <QComboBox>
 #include <QLineEdit>
 
-QList<InterfaceList::Interface> InterfaceList::describe(const QList<QNetworkInterface> &interfaces)
+QList<InterfaceList::Interface> InterfaceList::fromNetwork(const QList<QNetworkInterface> &interfaces)
 {
     QList<Interface> described;
     for (const QNetworkInterface &netInterface : interfaces) {
@@ -44,10 +44,10 @@ void InterfaceList::fill(QComboBox *combo, QStringList &addresses, QLineEdit *ip
     }
     // Selects the first row with exactly the saved text; otherwise row 0 stays selected.
     combo->setCurrentText(saved);
-    follow(addresses, combo->currentIndex(), ip);
+    showAddressOfRow(addresses, combo->currentIndex(), ip);
 }
 
-void InterfaceList::follow(const QStringList &addresses, int index, QLineEdit *ip)
+void InterfaceList::showAddressOfRow(const QStringList &addresses, int index, QLineEdit *ip)
 {
     if (index >= 0 && index < addresses.size())
         ip->setText(addresses.at(index));

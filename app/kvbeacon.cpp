@@ -1,6 +1,7 @@
 #include "kvbeacon.h"
 
 #include "appsettings.h"
+#include "documentsfolder.h"
 #include "interfacelist.h"
 #include "kvserver.h"
 #include "platform.h"
@@ -22,11 +23,6 @@
 namespace {
 const QString startText = QStringLiteral("Start Server");
 const QString stopText = QStringLiteral("Stop Server");
-
-bool isDocumentsFolder(const QString &path)
-{
-    return QFileInfo(path + QStringLiteral("/app.ini")).isFile();
-}
 
 void showAppIniMissing(QWidget *parent)
 {
@@ -83,7 +79,7 @@ void kvBeacon::InitWindow()
 
     // A wrong folder is reported once; the user can mend it with the "..." button.
     const QString documents = settings->iracingDocumentPath();
-    if (!isDocumentsFolder(documents)) {
+    if (!DocumentsFolder::holdsAppIni(documents)) {
         showAppIniMissing(this);
     } else {
         QFile controls(documents + QStringLiteral("/controls.cfg"));
@@ -94,7 +90,7 @@ void kvBeacon::InitWindow()
     }
 
     InterfaceList::fill(ui->comboBox_netinterfaces, interfaceAddresses, ui->lineEdit_ip,
-                        InterfaceList::rows(InterfaceList::describe(QNetworkInterface::allInterfaces())),
+                        InterfaceList::rows(InterfaceList::fromNetwork(QNetworkInterface::allInterfaces())),
                         settings->netInterface());
 
     // The stored choice decides, not the check box.
@@ -104,16 +100,16 @@ void kvBeacon::InitWindow()
 
 void kvBeacon::OnTimer()
 {
-    const SessionPoll::View view =
+    const SessionPoll::Report report =
         SessionPoll::run(sessionData, simulatorFound, simulatorForeground, timerTelemetry.isActive());
-    ui->statusBar->setStatusText(view.status);
-    if (view.showLabels) {
-        ui->label_sessionTime->setText(view.time);
-        ui->label_sessionType->setText(view.type);
-        ui->label_trackname->setText(view.track);
-        ui->label_laps->setText(view.laps);
+    ui->statusBar->setStatusText(report.status);
+    if (report.showLabels) {
+        ui->label_sessionTime->setText(report.time);
+        ui->label_sessionType->setText(report.type);
+        ui->label_trackname->setText(report.track);
+        ui->label_laps->setText(report.laps);
     }
-    if (view.startTelemetry) {
+    if (report.startTelemetry) {
         timerTelemetry.start(100);
         platform::windowOps().beginTimerPeriod();
     }
@@ -137,7 +133,7 @@ void kvBeacon::OnOpenFolderDlgIracingDocuments()
     if (chosen.isEmpty())
         return;
     ui->lineEdit_ir_PathDocuments->setText(QFileInfo(chosen.toLocalFile()).absoluteDir().absolutePath());
-    if (!isDocumentsFolder(ui->lineEdit_ir_PathDocuments->text()))
+    if (!DocumentsFolder::holdsAppIni(ui->lineEdit_ir_PathDocuments->text()))
         showAppIniMissing(this);
     else
         settings->setIracingDocumentPath(ui->lineEdit_ir_PathDocuments->text());
@@ -145,7 +141,7 @@ void kvBeacon::OnOpenFolderDlgIracingDocuments()
 
 void kvBeacon::OnComboBoxChanged(int index)
 {
-    InterfaceList::follow(interfaceAddresses, index, ui->lineEdit_ip);
+    InterfaceList::showAddressOfRow(interfaceAddresses, index, ui->lineEdit_ip);
 }
 
 void kvBeacon::OnServerButton()
@@ -159,8 +155,8 @@ void kvBeacon::OnServerButton()
             connect(server, &kvServer::sigKeyboardKey, this,
                     [this](int key) { SimCommands::key(simulatorForeground, key); });
             // A stopped server may still report its last threads; only the current one counts.
-            connect(server, &kvServer::sigClientCountChanged, this, [this, s = server](int count) {
-                if (s == server)
+            connect(server, &kvServer::sigClientCountChanged, this, [this, reporting = server](int count) {
+                if (reporting == server)
                     OnClientCountChanged(count);
             });
         }

@@ -1,5 +1,7 @@
 #include "framereader.h"
 
+#include "framehead.h"
+
 #include <QtGlobal>
 
 namespace {
@@ -12,16 +14,14 @@ int findHead(FrameReader::Source &source, QByteArray &head)
         if (byte.isEmpty())
             return 0;
         // At least 9 counted before the marker was taken: the head and one body byte are here.
-        if (byte.at(0) == '@' && available >= FrameReader::headSize + 1) {
-            const QByteArray rest = source.read(FrameReader::headSize - 1);
-            if (rest.size() == FrameReader::headSize - 1) {
-                const int wanted = rest.left(6).toInt(nullptr, 10);
-                if (wanted > 0 && rest.at(6) == ';') {
-                    head = byte + rest;
-                    return wanted;
-                }
-            }
+        if (byte.at(0) == '@' && available >= FrameHead::size + 1) {
             // A rejected head is dropped whole, so that a good frame behind it parses cleanly.
+            const QByteArray candidate = byte + source.read(FrameHead::size - 1);
+            const int wanted = FrameHead::bodySize(candidate);
+            if (wanted > 0) {
+                head = candidate;
+                return wanted;
+            }
         }
         available = source.bytesAvailable();
     }

@@ -1,17 +1,13 @@
 #include "kvserverthread.h"
 
 #include "appsettings.h"
+#include "documentsfolder.h"
 #include "framereader.h"
 #include "publishedsession.h"
 #include "wiremessage.h"
 
 #include <QDebug>
-#include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
-#include <QFileInfo>
-#include <QSettings>
-#include <QTemporaryFile>
 
 namespace {
 // Long waits are taken in slices so that a stop is not held back by a stalled client.
@@ -134,7 +130,7 @@ void kvServerThread::ProcessMessage(const WireMessage &message)
         emit sigDebugString(QStringLiteral("(Server) - Get Client ID: %1").arg(socketDescriptor), 0);
         break;
     case 205:
-        reply = chatTexts();
+        reply = DocumentsFolder::chatTexts(settings ? settings->iracingDocumentPath() : QString());
         break;
     case 206:
         emit sigButtonChatClicked(argument.toInt(nullptr, 10) - 1);
@@ -174,40 +170,4 @@ void kvServerThread::WriteMessage(const QString &frame)
         if (!socket->waitForBytesWritten(waitSliceMs) && socket->state() != QAbstractSocket::ConnectedState)
             break;
     }
-}
-
-QString kvServerThread::chatTexts() const
-{
-    const QString path =
-        (settings ? settings->iracingDocumentPath() : QString()) + QStringLiteral("/app.ini");
-    const QFileInfo info(path);
-    if (!info.exists() || !info.isFile() || !info.isReadable())
-        return QStringLiteral("iRacing not found");
-
-    // QSettings keeps parsed files in a process-wide cache that it trusts while size and
-    // time stamp look unchanged, and file times are coarse: an edit right after a request
-    // could be missed. A private copy under a fresh name is always read anew.
-    QFile original(path);
-    QTemporaryFile copy(QDir::tempPath() + QStringLiteral("/kvbeacon-app-XXXXXX.ini"));
-    if (!original.open(QIODevice::ReadOnly) || !copy.open())
-        return QStringLiteral("iRacing not found");
-    copy.write(original.readAll());
-    copy.flush();
-
-    QString reply;
-    {
-        QSettings ini(copy.fileName(), QSettings::IniFormat);
-        for (int n = 1; n <= 15; ++n) {
-            const QVariant value = ini.value(QStringLiteral("Autochat Messages/AutoChatStr%1").arg(n));
-            // An unquoted comma makes QSettings hand the value over as a list.
-            const QString text = value.type() == QVariant::StringList
-                                     ? value.toStringList().join(QLatin1Char(','))
-                                     : value.toString();
-            qDebug() << text;
-            reply += text + QLatin1Char('|');
-        }
-    }
-    reply.chop(1);
-    qDebug() << reply;
-    return reply;
 }

@@ -46,8 +46,6 @@ public slots:
     void disconnected();
 
 private:
-    QString chatTexts() const;
-
     std::atomic<bool> stopping{false};
     std::atomic<bool> serving{false};
 };

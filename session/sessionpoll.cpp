@@ -93,37 +93,37 @@ void SessionPoll::readSessionText(SessionData &record)
     queryFloat("DriverInfo:DriverCarMaxFuelPct:", record.DriverCarMaxFuelPct);
 }
 
-SessionPoll::View SessionPoll::run(SessionData &record, bool &simulatorFound, bool &simulatorForeground,
-                                   bool telemetryRunning)
+SessionPoll::Report SessionPoll::run(SessionData &record, bool &simulatorFound, bool &simulatorForeground,
+                                     bool telemetryRunning)
 {
-    View view;
+    Report report;
     const platform::WindowOps &windows = platform::windowOps();
     const platform::Handle window = windows.findSimulatorWindow();
     if (!window) {
-        view.status = QStringLiteral("iRacing not found");
+        report.status = QStringLiteral("iRacing not found");
         simulatorFound = false;
         // No key goes to whatever window has the focus once the simulator has gone.
         simulatorForeground = false;
-        return view;
+        return report;
     }
-    view.status = QStringLiteral("iRacing founded");
+    report.status = QStringLiteral("iRacing founded");
     if (!simulatorFound && !TelemetryMap::attach()) {
-        view.status = QStringLiteral("iRacing not startet");
+        report.status = QStringLiteral("iRacing not startet");
         simulatorFound = false;
-        return view;
+        return report;
     }
     // The labels show what the previous poll read.
-    view.showLabels = true;
-    view.time = timeText(record.SessionTimeSinceStarted, record.SessionTime);
-    view.type = record.SessionType;
-    view.track = record.TrackName;
-    view.laps = lapsText(record.RaceLaps, record.SessionLaps);
+    report.showLabels = true;
+    report.time = timeText(record.SessionTimeSinceStarted, record.SessionTime);
+    report.type = record.SessionType;
+    report.track = record.TrackName;
+    report.laps = lapsText(record.RaceLaps, record.SessionLaps);
 
     if (TelemetryClient::shared().awaitRow(16))
         readSessionText(record);
 
     simulatorForeground = windows.foregroundWindow() == window;
     simulatorFound = true;
-    view.startTelemetry = !telemetryRunning;
-    return view;
+    report.startTelemetry = !telemetryRunning;
+    return report;
 }

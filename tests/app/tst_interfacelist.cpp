@@ -105,17 +105,17 @@ void tst_InterfaceList::followingTheRow()
 {
     QLineEdit field(QStringLiteral("typed by hand"));
     const QStringList addresses = {QStringLiteral("10.0.0.1"), QStringLiteral("10.0.0.2")};
-    InterfaceList::follow(addresses, -1, &field);
-    InterfaceList::follow(addresses, 2, &field);
+    InterfaceList::showAddressOfRow(addresses, -1, &field);
+    InterfaceList::showAddressOfRow(addresses, 2, &field);
     QCOMPARE(field.text(), QStringLiteral("typed by hand"));
-    InterfaceList::follow(addresses, 1, &field);
+    InterfaceList::showAddressOfRow(addresses, 1, &field);
     QCOMPARE(field.text(), QStringLiteral("10.0.0.2"));
 }
 
 void tst_InterfaceList::describesTheMachine()
 {
     const QList<QNetworkInterface> system = QNetworkInterface::allInterfaces();
-    const QList<InterfaceList::Interface> described = InterfaceList::describe(system);
+    const QList<InterfaceList::Interface> described = InterfaceList::fromNetwork(system);
     QCOMPARE(described.size(), system.size());
     for (int i = 0; i < system.size(); ++i) {
         QCOMPARE(described.at(i).name, system.at(i).humanReadableName());

@@ -102,7 +102,7 @@ void tst_Polls::sessionPollStates()
     bool found = false, foreground = false;
 
     windows.simulatorWindow = false;
-    SessionPoll::View view = SessionPoll::run(record, found, foreground, false);
+    SessionPoll::Report view = SessionPoll::run(record, found, foreground, false);
     QCOMPARE(view.status, QStringLiteral("iRacing not found"));
     QVERIFY(!view.showLabels && !view.startTelemetry && !found);
 
@@ -147,14 +147,14 @@ void tst_Polls::firstPollWaitsForTheSessionNumber()
     QCOMPARE(record.DriverCarFuelKgPerLtr, 0.0f);
 
     record.SessionNum = 0;
-    const SessionPoll::View before = SessionPoll::run(record, found, foreground, true);
+    const SessionPoll::Report before = SessionPoll::run(record, found, foreground, true);
     QCOMPARE(before.type, QStringLiteral("n/a")); // labels show the previous poll's values
     QCOMPARE(record.SessionType, QStringLiteral("Practice"));
     QCOMPARE(record.SessionLaps, 32767);
     QCOMPARE(record.SessionTime, 600.5);
     QCOMPARE(record.SessionNumLapsToAvg, 5);
     QCOMPARE(record.DriverCarFuelKgPerLtr, 0.75f);
-    const SessionPoll::View after = SessionPoll::run(record, found, foreground, true);
+    const SessionPoll::Report after = SessionPoll::run(record, found, foreground, true);
     QCOMPARE(after.type, QStringLiteral("Practice"));
     QCOMPARE(after.laps, QStringLiteral("0/unlimited"));
     QCOMPARE(after.track, QStringLiteral("test_track"));
@@ -194,7 +194,7 @@ void tst_Polls::parseRules()
     // Without a new row the session text is not read, but the rest of the poll runs.
     sim.onWait = nullptr;
     record.TrackName = QStringLiteral("kept");
-    const SessionPoll::View view = SessionPoll::run(record, found, foreground, true);
+    const SessionPoll::Report view = SessionPoll::run(record, found, foreground, true);
     QCOMPARE(record.TrackName, QStringLiteral("kept"));
     QCOMPARE(view.track, QStringLiteral("kept"));
     QVERIFY(found);
@@ -217,7 +217,7 @@ void tst_Polls::foregroundFollowsTheWindow()
     QVERIFY(foreground);
     // The window goes: no key may go to whatever has the focus now.
     windows.simulatorWindow = false;
-    const SessionPoll::View view = SessionPoll::run(record, found, foreground, true);
+    const SessionPoll::Report view = SessionPoll::run(record, found, foreground, true);
     QVERIFY(!foreground && !found);
     QVERIFY(!view.showLabels);
 }

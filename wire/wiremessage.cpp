@@ -2,7 +2,7 @@
 
 namespace {
 // The fill keeps every digit, so a value wider than its field widens the frame.
-QString filled(qint64 value, int width)
+QString zeroPadded(qint64 value, int width)
 {
     return QString::number(value).rightJustified(width, QLatin1Char('0'), false);
 }
@@ -12,9 +12,10 @@ WireMessage::WireMessage(int command, int id, const QString &payload)
     : command(command), id(id), payload(payload)
 {
     // The payload goes in last, so a "%1" inside it is carried unchanged.
-    const QString body = QStringLiteral("%1;%2;%3;").arg(filled(command, 3)).arg(filled(id, 6)).arg(payload);
+    const QString body =
+        QStringLiteral("%1;%2;%3;").arg(zeroPadded(command, 3)).arg(zeroPadded(id, 6)).arg(payload);
     // The length counts UTF-16 code units of the body, not its UTF-8 bytes.
-    const QString frame = QStringLiteral("@%1;%2").arg(filled(body.size(), 6)).arg(body);
+    const QString frame = QStringLiteral("@%1;%2").arg(zeroPadded(body.size(), 6)).arg(body);
     data = frame.toUtf8();
 }
 

@@ -1,0 +1,48 @@
+#include "documentsfolder.h"
+
+#include <QDebug>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSettings>
+#include <QTemporaryFile>
+
+bool DocumentsFolder::holdsAppIni(const QString &folder)
+{
+    return QFileInfo(folder + QStringLiteral("/app.ini")).isFile();
+}
+
+QString DocumentsFolder::chatTexts(const QString &folder)
+{
+    const QString path = folder + QStringLiteral("/app.ini");
+    const QFileInfo info(path);
+    if (!info.exists() || !info.isFile() || !info.isReadable())
+        return QStringLiteral("iRacing not found");
+
+    // QSettings keeps parsed files in a process-wide cache that it trusts while size and
+    // time stamp look unchanged, and file times are coarse: an edit right after a request
+    // could be missed. A private copy under a fresh name is always read anew.
+    QFile original(path);
+    QTemporaryFile copy(QDir::tempPath() + QStringLiteral("/kvbeacon-app-XXXXXX.ini"));
+    if (!original.open(QIODevice::ReadOnly) || !copy.open())
+        return QStringLiteral("iRacing not found");
+    copy.write(original.readAll());
+    copy.flush();
+
+    QString reply;
+    {
+        QSettings ini(copy.fileName(), QSettings::IniFormat);
+        for (int n = 1; n <= 15; ++n) {
+            const QVariant value = ini.value(QStringLiteral("Autochat Messages/AutoChatStr%1").arg(n));
+            // An unquoted comma makes QSettings hand the value over as a list.
+            const QString text = value.type() == QVariant::StringList
+                                     ? value.toStringList().join(QLatin1Char(','))
+                                     : value.toString();
+            qDebug() << text;
+            reply += text + QLatin1Char('|');
+        }
+    }
+    reply.chop(1);
+    qDebug() << reply;
+    return reply;
+}
