@@ -13,9 +13,7 @@ class tst_SimCommands : public QObject
 private slots:
     void packing_data();
     void packing();
-    void postGates();
-    void chatGates();
-    void keyGates();
+    void gates();
     void virtualKeys_data();
     void virtualKeys();
 };
@@ -27,7 +25,7 @@ void tst_SimCommands::packing_data()
     QTest::addColumn<qint64>("wParam");
     QTest::newRow("chat macro") << 8 << 0 << qint64(8);
     QTest::newRow("first argument in the high half") << 3 << 0x1234 << qint64(0x12340003);
-    QTest::newRow("only its low 16 bits") << 1 << 0x7ABCD << qint64(0xABCD0001 - 0x100000000LL);
+    QTest::newRow("only its low 16 bits") << 0x10001 << 0x7ABCD << qint64(0xABCD0001 - 0x100000000LL);
     QTest::newRow("bit 15 set: negative") << 2 << 0x8000 << qint64(-2147483646);
     QTest::newRow("negative argument") << 0 << -1 << qint64(-65536);
 }
@@ -40,77 +38,43 @@ void tst_SimCommands::packing()
     QCOMPARE(qint64(SimBroadcast::packWParam(message, var1)), wParam);
 }
 
-void tst_SimCommands::postGates()
+// Messages 0 to 12 go out, chat macros 0 to 14 only once the simulator is found, keys only
+// while it has the foreground; the message number is registered once per process.
+void tst_SimCommands::gates()
 {
     FakeWindows windows;
-    SimBroadcast::post(8, 0, 5);
     SimBroadcast::post(12, 1, -7);
     SimBroadcast::post(13, 0, 0);
     SimBroadcast::post(-1, 0, 0);
-    SimBroadcast::post(8, 0, 6);
-    QCOMPARE(windows.registrations, 1); // once per process
-    QCOMPARE(windows.broadcasts.size(), std::size_t(3));
-    QCOMPARE(windows.broadcasts[0].message, std::uint32_t(0xC0DE));
-    QCOMPARE(qint64(windows.broadcasts[0].wParam), qint64(8));
-    QCOMPARE(qint64(windows.broadcasts[0].lParam), qint64(5));
-    QCOMPARE(qint64(windows.broadcasts[1].wParam), qint64(0x1000C));
-    QCOMPARE(qint64(windows.broadcasts[1].lParam), qint64(-7));
-}
-
-void tst_SimCommands::chatGates()
-{
-    FakeWindows windows;
-    SimCommands::chat(true, 14);
-    SimCommands::chat(true, 15);
-    SimCommands::chat(true, -1);
+    for (int id : {14, 15, -1, 0, 0})
+        SimCommands::chat(true, id);
     SimCommands::chat(false, 2);
-    SimCommands::chat(true, 0);
-    SimCommands::chat(true, 0); // no queue, no limit
-    QCOMPARE(windows.broadcasts.size(), std::size_t(3));
-    QCOMPARE(qint64(windows.broadcasts[0].wParam), qint64(8));
-    QCOMPARE(qint64(windows.broadcasts[0].lParam), qint64(14));
-    QCOMPARE(qint64(windows.broadcasts[2].lParam), qint64(0));
-    QVERIFY(windows.keys.empty());
-}
-
-void tst_SimCommands::keyGates()
-{
-    FakeWindows windows;
     SimCommands::key(false, 0x41);
-    QVERIFY(windows.keys.empty());
-    SimCommands::key(true, 0x41);
-    SimCommands::key(true, 0x10070); // above 65535: its low 16 bits
-    SimCommands::key(true, 0);
-    QCOMPARE(windows.keys.size(), std::size_t(6));
-    QCOMPARE(windows.keys[0].virtualKey, std::uint16_t(0x41));
-    QVERIFY(!windows.keys[0].up);
-    QVERIFY(windows.keys[1].up);
-    QCOMPARE(windows.keys[2].virtualKey, std::uint16_t(0x70));
-    QCOMPARE(windows.keys[4].virtualKey, std::uint16_t(0));
-    QVERIFY(windows.broadcasts.empty());
+    for (int key : {0x41, 0x10070, 0})
+        SimCommands::key(true, key);
+    QCOMPARE(windows.registrations, 1);
+    QList<qint64> sent; // wParam and lParam of each broadcast
+    for (const FakeWindows::Broadcast &broadcast : windows.broadcasts)
+        sent << (broadcast.message == windows.registeredNumber ? broadcast.wParam : -1) << broadcast.lParam;
+    QCOMPARE(sent, (QList<qint64>{0x1000C, -7, 8, 14, 8, 0, 8, 0}));
+    QList<int> pressed; // down then up, the low 16 bits of each key
+    for (const FakeWindows::Key &key : windows.keys)
+        pressed << (key.up ? -1 : 1) * (key.virtualKey + 1);
+    QCOMPARE(pressed, (QList<int>{0x42, -0x42, 0x71, -0x71, 1, -1}));
 }
 
 void tst_SimCommands::virtualKeys_data()
 {
     QTest::addColumn<int>("vk");
     QTest::addColumn<uint>("keysym");
-    QTest::newRow("A") << 0x41 << uint(XK_a);
-    QTest::newRow("Z") << 0x5A << uint(XK_z);
-    QTest::newRow("0") << 0x30 << uint(XK_0);
-    QTest::newRow("9") << 0x39 << uint(XK_9);
-    QTest::newRow("F1") << 0x70 << uint(XK_F1);
-    QTest::newRow("F24") << 0x87 << uint(XK_F24);
-    QTest::newRow("space") << 0x20 << uint(XK_space);
-    QTest::newRow("return") << 0x0D << uint(XK_Return);
-    QTest::newRow("escape") << 0x1B << uint(XK_Escape);
-    QTest::newRow("left") << 0x25 << uint(XK_Left);
-    QTest::newRow("page down") << 0x22 << uint(XK_Page_Down);
-    QTest::newRow("keypad 5") << 0x65 << uint(XK_KP_5);
-    QTest::newRow("keypad plus") << 0x6B << uint(XK_KP_Add);
-    QTest::newRow("comma") << 0xBC << uint(XK_comma);
-    QTest::newRow("none: 0") << 0x00 << 0u;
-    QTest::newRow("none: 0xFF") << 0xFF << 0u;
-    QTest::newRow("none: F25") << 0x88 << 0u;
+    // Each code with its keysym; 0 where no key is sent.
+    const int codes[] = {0x41, 0x5A, 0x30, 0x39, 0x70, 0x87, 0x20, 0x0D, 0x1B,
+                         0x25, 0x22, 0x65, 0x6B, 0xBC, 0,    0xFF, 0x88};
+    const uint keysyms[] = {XK_a,      XK_z,      XK_0,    XK_9,         XK_F1,   XK_F24,    XK_space,
+                            XK_Return, XK_Escape, XK_Left, XK_Page_Down, XK_KP_5, XK_KP_Add, XK_comma,
+                            0,         0,         0};
+    for (std::size_t i = 0; i < std::size(codes); ++i)
+        QTest::newRow(QByteArray::number(codes[i], 16).constData()) << codes[i] << keysyms[i];
 }
 
 void tst_SimCommands::virtualKeys()

@@ -1,0 +1,112 @@
+#pragma once
+
+#include "platform.h"
+#include "regionlayout.h"
+#include "telemetryclient.h"
+#include "telemetrymap.h"
+
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+// Plays the simulator's objects from a block of memory, with a clock of its own, through
+// the link's platform seam. One at a time; it detaches the link when it goes.
+class FakeSimulator
+{
+public:
+    explicit FakeSimulator(std::vector<RegionLayout::Variable> variables, std::int32_t slots = 3,
+                           std::int32_t textCapacity = 4096)
+        : layout(std::move(variables), slots, textCapacity, 1024), region(layout.regionSize())
+    {
+        layout.initialise(base());
+        layout.setPublishing(base(), true);
+        current = this;
+        // Each fake starts its clock well past the last, so rows of an earlier test are stale.
+        static std::int64_t epoch = 1700000000;
+        clock = epoch += 100000;
+        platform::setMemoryOps(&ops);
+    }
+    ~FakeSimulator()
+    {
+        TelemetryClient::shared().reset();
+        platform::setMemoryOps(nullptr);
+    }
+
+    unsigned char *base() { return region.data(); }
+    void setText(const std::string &text) { layout.setSessionText(base(), text); }
+    void setValue(std::int32_t slot, const std::string &name, double value, std::int32_t entry = 0)
+    {
+        layout.setValue(base(), slot, layout.indexOf(name), entry, value);
+    }
+    void setEverywhere(const std::string &name, double value, std::int32_t entry = 0)
+    {
+        for (std::int32_t slot = 0; slot < layout.slotCount(); ++slot)
+            setValue(slot, name, value, entry);
+    }
+    void publish(std::int32_t slot, std::int32_t tick) { layout.publish(base(), slot, tick); }
+    // Writes `value` for `name` into the next slot and publishes it with `tick`.
+    void nextRow(std::int32_t tick, const std::string &name = std::string(), double value = 0)
+    {
+        if (!name.empty())
+            setValue(tick % layout.slotCount(), name, value);
+        publish(tick % layout.slotCount(), tick);
+    }
+    // Takes the shared client from no cache to a filled one, as against a running simulator:
+    // the first row only sets the mark, the second sizes the cache, the third fills it.
+    bool bringRow(std::int32_t &tick)
+    {
+        TelemetryClient &client = TelemetryClient::shared();
+        nextRow(++tick);
+        const bool first = client.awaitRow(16);
+        nextRow(++tick);
+        const bool second = client.awaitRow(16);
+        nextRow(++tick);
+        return !first && !second && client.awaitRow(16);
+    }
+    void writeInt(std::size_t offset, std::int32_t value) { RegionLayout::writeInt(base() + offset, value); }
+
+    RegionLayout layout;
+    std::vector<unsigned char> region;
+    bool mappingPresent = true, eventPresent = true;
+    int mappingOpens = 0, openObjects = 0; // objects opened and not yet closed
+    std::vector<int> sleeps, waits;
+    std::int64_t clock = 0;
+    std::function<void()> onWait;
+    std::function<void(int copy)> duringCopy; // called after each copy of a row, counted from 1
+
+private:
+    static inline FakeSimulator *current = nullptr;
+    static inline int token = 0;
+    int copies = 0;
+
+    static platform::Handle openMapping()
+    {
+        return ++current->mappingOpens, current->opened(current->mappingPresent);
+    }
+    platform::Handle opened(bool present) { return present ? (++openObjects, &token) : nullptr; }
+    static platform::Handle openEvent() { return current->opened(current->eventPresent); }
+    static const void *mapView(platform::Handle, std::size_t *size)
+    {
+        return *size = current->region.size(), current->opened(true), current->base();
+    }
+    static void copy(void *to, const void *from, std::size_t size)
+    {
+        std::memcpy(to, from, size);
+        if (current->duringCopy)
+            current->duringCopy(++current->copies);
+    }
+    static void wait(platform::Handle, int ms)
+    {
+        current->waits.push_back(ms);
+        if (current->onWait)
+            current->onWait();
+    }
+    static void sleep(int ms) { current->sleeps.push_back(ms); }
+    static void close(platform::Handle) { --current->openObjects; }
+    static void unmap(const void *, std::size_t) { --current->openObjects; }
+    static std::int64_t now() { return current->clock; }
+    static double between(std::int64_t later, std::int64_t earlier) { return double(later - earlier); }
+    const platform::MemoryOps ops = {openMapping, mapView, unmap, copy, close,  openEvent,
+                                     wait,        close,   sleep, now,  between};
+};

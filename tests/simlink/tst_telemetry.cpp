@@ -1,0 +1,273 @@
+#include "fakesimulator.h"
+
+#include <QtTest>
+
+#include <cmath>
+
+using namespace TelemetryMap;
+
+// The link over a byte block: the region reader, and the typed reads and text query on top.
+class tst_Telemetry : public QObject
+{
+    Q_OBJECT
+private slots:
+    void attachAndShortRegions();
+    void rowsUnderTheTick();
+    void fieldsOutsideTheRegion_data();
+    void fieldsOutsideTheRegion();
+    void typedReads_data();
+    void typedReads();
+    void readGuardsAndCache();
+    void sessionValueBuffer();
+
+private:
+    TelemetryClient &client = TelemetryClient::shared();
+    std::vector<unsigned char> row = std::vector<unsigned char>(64, 0xAB);
+};
+
+void tst_Telemetry::attachAndShortRegions()
+{
+    FakeSimulator sim({{"Gear", typeInt, 1}});
+    sim.eventPresent = false;
+    QVERIFY(!isLive() && !attach() && !state().attached && state().regionBase && !header() &&
+            !variableHeader(0));
+    QCOMPARE(rowLength(), -1);
+    sim.eventPresent = true;
+    QVERIFY(attach() && attach() && sim.mappingOpens == 1); // it goes on where it stopped
+    QCOMPARE(header(), sim.base());
+    QVERIFY(TelemetryMap::findVariable("Gear") == 0 && TelemetryMap::findVariable("Gea") == -1);
+    QVERIFY(TelemetryMap::findVariable(nullptr) == -1 && variableHeader(1) == nullptr &&
+            variableHeader(-1) == nullptr);
+    detach(); // everything opened is closed, and the mark forgotten
+    QVERIFY(!header() && sim.openObjects == 0 && state().lastTick == noTick);
+    sim.mappingPresent = false;
+    QVERIFY(!TelemetryMap::waitRow(0, nullptr, 0) && !TelemetryMap::waitRow(16, nullptr, 0));
+    QCOMPARE(sim.sleeps, std::vector<int>({16})); // without the simulator the wait is a sleep
+    // A region as long as its header has a header and nothing else; a shorter one, nothing.
+    sim.mappingPresent = true;
+    sim.region.resize(headerSize);
+    QVERIFY(attach() && !fetchRow(nullptr, 0) && !fetchRow(nullptr, 0));
+    QCOMPARE(rowLength(), sim.layout.naturalRowLength());
+    detach();
+    sim.region.resize(headerSize - 1);
+    QVERIFY(attach() && !fetchRow(nullptr, 0) && !isLive() && !sessionText());
+    QVERIFY(rowLength() == -1 && TelemetryMap::findVariable("Gear") == -1);
+}
+
+// The newest slot by tick, a row taken once and only when its tick stayed during the copy.
+void tst_Telemetry::rowsUnderTheTick()
+{
+    FakeSimulator sim({{"Gear", typeInt, 1}, {"Time", typeDouble, 1}});
+    row.assign(64, 0xAB);
+    for (std::int32_t slot = 0; slot < 3; ++slot)
+        sim.setValue(slot, "Gear", slot + 1);
+    sim.publish(0, 7);
+    sim.publish(1, 9);
+    sim.publish(2, 9);
+    QVERIFY(!fetchRow(row.data(), 64) && !fetchRow(row.data(), 64)); // the first only sets the mark
+    sim.publish(1, 10);
+    sim.publish(2, 10);
+    QVERIFY(fetchRow(row.data(), 4) && row[4] == 0xAB); // never past the capacity
+    QVERIFY(RegionLayout::readInt(row.data()) == 2 &&
+            state().lastRowTime == sim.clock); // equal: the lower slot
+    sim.publish(0, 11);
+    sim.onWait = [&] { sim.publish(2, 12); };
+    QVERIFY(TelemetryMap::waitRow(16, row.data(), 64) &&
+            sim.waits.empty()); // no wait for a row that is there
+    QCOMPARE(RegionLayout::readInt(row.data()), 1);
+    QVERIFY(TelemetryMap::waitRow(16, row.data(), 64) && !TelemetryMap::waitRow(16, row.data(), 64));
+    QCOMPARE(sim.waits, std::vector<int>({16, 16}));
+    // The slot rewritten during the first copy: the second counts; during both: no row, the mark stays.
+    sim.duringCopy = [&](int copy) {
+        if (copy == 1 || copy == 3 || copy == 4) // the slot being copied, with a newer tick
+            sim.nextRow(13 + 3 * copy, "Gear", 16);
+    };
+    sim.nextRow(13, "Gear", 13);
+    QVERIFY(fetchRow(row.data(), 64) && state().lastTick == 16 && RegionLayout::readInt(row.data()) == 16);
+    sim.nextRow(19);
+    QVERIFY(!fetchRow(row.data(), 64) && state().lastTick == 16);
+    sim.duringCopy = nullptr;
+    sim.clock += 10;
+    // A restarted simulator: the lower tick becomes the mark, its row is not taken.
+    sim.writeInt(rowSlotCountField, 0); // and no slots counted: slot 0 still
+    sim.publish(0, 3);
+    QVERIFY(!fetchRow(nullptr, 0));
+    sim.publish(0, 4);
+    QVERIFY(fetchRow(nullptr, 0) && isLive());
+    // The status bit clear: no row, and the next tick seen only sets the mark again.
+    sim.layout.setPublishing(sim.base(), false);
+    sim.publish(0, 5);
+    QVERIFY(!isLive() && !fetchRow(nullptr, 0));
+    sim.layout.setPublishing(sim.base(), true);
+    QVERIFY(!fetchRow(nullptr, 0));
+    sim.publish(0, noTick); // even the highest tick there is, once above the mark
+    QVERIFY(fetchRow(nullptr, 0) && !fetchRow(nullptr, 0));
+    sim.clock += 29;
+    detach(); // alive for 30 seconds after the last row, attached again or not
+    QVERIFY(attach() && isLive());
+    sim.clock += 1;
+    QVERIFY(!isLive());
+}
+
+void tst_Telemetry::fieldsOutsideTheRegion_data()
+{
+    QTest::addColumn<int>("field");
+    QTest::addColumn<bool>("fromEnd"); // the value counts back from the region's end
+    QTest::addColumn<int>("value");
+    const int text = int(sessionTextOffsetField), table = int(variableTableOffsetField);
+    const int rowOffset = int(slotOffset(2) + slotRowOffsetField);
+    QTest::newRow("session text at the end") << text << true << 1;
+    QTest::newRow("session text past the end") << text << true << 0;
+    QTest::newRow("negative session text offset") << text << false << -1;
+    QTest::newRow("variable table runs out") << table << true << 143;
+    QTest::newRow("negative variable table") << table << false << -144;
+    QTest::newRow("huge variable count") << int(variableCountField) << false << 0x7FFFFFFF;
+    QTest::newRow("more slots than the region holds") << int(rowSlotCountField) << false << 100000;
+    QTest::newRow("row runs past the end") << rowOffset << true << 4;
+    QTest::newRow("negative row offset") << rowOffset << false << -16;
+    QTest::newRow("huge row length") << int(rowLengthField) << false << 0x7FFFFFFF;
+    QTest::newRow("negative row length") << int(rowLengthField) << false << -1;
+}
+
+// One field broken after a good start: what it points to reads as nothing; the rest stays.
+void tst_Telemetry::fieldsOutsideTheRegion()
+{
+    QFETCH(int, field);
+    QFETCH(bool, fromEnd);
+    QFETCH(int, value);
+    FakeSimulator sim({{"Gear", typeInt, 1}});
+    sim.nextRow(1);
+    QVERIFY(!fetchRow(nullptr, 0));
+    const int size = int(sim.region.size());
+    sim.writeInt(std::size_t(field), fromEnd ? size - value : value);
+    const bool textGone = field == int(sessionTextOffsetField) && !(fromEnd && value == 1);
+    std::size_t available = 0;
+    QCOMPARE(sessionText(&available) == nullptr, textGone);
+    QCOMPARE(int(available),
+             textGone ? 0 : size - RegionLayout::readInt(sim.base() + sessionTextOffsetField));
+    const bool tableGone = field == int(variableTableOffsetField);
+    QVERIFY(TelemetryMap::findVariable("Gear") == (tableGone ? -1 : 0) &&
+            TelemetryMap::findVariable("No") == -1);
+    QVERIFY((variableHeader(0) == nullptr) == tableGone && variableHeader(0x7FFFFFFE) == nullptr);
+    const bool rowGone = field == int(rowSlotCountField) || field == int(rowLengthField) ||
+                         field == int(slotOffset(2) + slotRowOffsetField);
+    sim.nextRow(2);
+    QCOMPARE(fetchRow(nullptr, 0), !rowGone);
+    sim.nextRow(5);
+    QCOMPARE(fetchRow(row.data(), 64), !rowGone);
+}
+
+void tst_Telemetry::typedReads_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::addColumn<double>("stored");
+    QTest::addColumn<bool>("asBool");
+    QTest::addColumn<int>("asInt");
+    QTest::addColumn<double>("asDouble");
+    const int min = -2147483647 - 1;
+    QTest::newRow("float 0.5") << int(typeFloat) << 0.5 << false << 0 << 0.5;
+    QTest::newRow("float 1.0") << int(typeFloat) << 1.0 << true << 1 << 1.0;
+    QTest::newRow("float -2.9 cut") << int(typeFloat) << -2.9 << false << -2 << double(-2.9f);
+    QTest::newRow("float NaN") << int(typeFloat) << std::nan("") << false << 0 << std::nan("");
+    QTest::newRow("float above int") << int(typeFloat) << 1e12 << true << 2147483647 << double(1e12f);
+    QTest::newRow("float below int") << int(typeFloat) << -1e12 << false << min << double(-1e12f);
+    QTest::newRow("int 2^24+1") << int(typeInt) << 16777217.0 << true << 16777217 << 16777217.0;
+    QTest::newRow("int 0") << int(typeInt) << 0.0 << false << 0 << 0.0;
+    QTest::newRow("bit field") << int(typeBitField) << -2147483648.0 << true << min << -2147483648.0;
+    QTest::newRow("char 0xFF") << int(typeChar) << -1.0 << true << -1 << -1.0;
+    QTest::newRow("bool 1") << int(typeBool) << 1.0 << true << 1 << 1.0;
+    QTest::newRow("double 0.1") << int(typeDouble) << 0.1 << false << 0 << 0.1;
+    QTest::newRow("double 5400.75") << int(typeDouble) << 5400.75 << true << 5400 << 5400.75;
+}
+
+void tst_Telemetry::typedReads()
+{
+    QFETCH(int, type);
+    QFETCH(double, stored);
+    QFETCH(bool, asBool);
+    QFETCH(int, asInt);
+    QFETCH(double, asDouble);
+    FakeSimulator sim({{"Pad", typeChar, 3}, {"V", type, 2}});
+    sim.setEverywhere("V", stored, 1);
+    std::int32_t tick = 0;
+    QVERIFY(sim.bringRow(tick));
+    QCOMPARE(client.variableIndex("V"), 1);
+    QVERIFY(client.readBool(1, 1) == asBool && client.readInt(1, 1) == asInt && client.readInt(1, 0) == 0);
+    QCOMPARE(std::isnan(client.readDouble(1, 1)), std::isnan(asDouble));
+    if (!std::isnan(asDouble))
+        QVERIFY(client.readFloat(1, 1) == float(asDouble) && client.readDouble(1, 1) == asDouble);
+}
+
+// What cannot be read reads as the default, never outside the cached row; the cache follows
+// the row length and goes 30 seconds after the last row.
+void tst_Telemetry::readGuardsAndCache()
+{
+    FakeSimulator sim(
+        {{"Lap", typeInt, 4}, {"Pad", typeInt, 2}, {"Tail", typeDouble, 1}}); // tail: last 8 bytes
+    QCOMPARE(client.variableIndex("NotThere"), 0);                            // no cache: 0, not -1
+    sim.setEverywhere("Lap", 13, 3);
+    sim.setEverywhere("Pad", 7);
+    sim.setEverywhere("Tail", 2.5);
+    std::int32_t tick = 0;
+    QVERIFY(sim.bringRow(tick));
+    QVERIFY(client.variableIndex("NotThere") == -1 && client.readFloat(-1, 0) == 0.0f &&
+            client.readInt(3, 0) == 0);
+    QVERIFY(client.readInt(0, 3) == 13 && client.readInt(0, 4) == 0 && client.readInt(0, -1) == 0);
+    const std::size_t table = std::size_t(RegionLayout::readInt(sim.base() + variableTableOffsetField));
+    for (std::int32_t code : {6, -1, int(typeBitField)}) {
+        sim.writeInt(table + variableTypeField, code);
+        QCOMPARE(client.readInt(0, 3) + client.readBool(0, 3), code == typeBitField ? 14 : 0);
+    }
+    const std::size_t tail = table + 2 * variableHeaderSize;
+    for (std::int32_t offset : {-8, client.rowLength() - 7, client.rowLength() - 8}) {
+        sim.writeInt(tail + variableValueOffsetField, offset);
+        QCOMPARE(client.readDouble(2, 0), offset == client.rowLength() - 8 ? 2.5 : 0.0);
+    }
+    sim.writeInt(tail + variableEntryCountField, 1000000);
+    QCOMPARE(client.readDouble(2, 999999), 0.0);
+    const std::int32_t generation = client.rowGeneration();
+    QVERIFY(!client.awaitRow(16) && sim.layout.setRowLength(sim.base(), 512));
+    sim.setEverywhere("Lap", 4);
+    sim.nextRow(++tick);
+    QVERIFY(!client.awaitRow(16)); // a new length: a new cache, filled by the next row
+    QVERIFY(client.rowLength() == 512 && client.rowGeneration() == generation + 1);
+    sim.nextRow(++tick);
+    QVERIFY(client.awaitRow(16) && client.readInt(0, 0) == 4);
+    sim.writeInt(rowLengthField, int(sim.region.size()) + 1); // more than the region holds
+    sim.nextRow(++tick);
+    QVERIFY(!client.awaitRow(16) && client.rowGeneration() == generation + 1);
+    sim.writeInt(rowLengthField, 512);
+    sim.nextRow(++tick);
+    QVERIFY(client.awaitRow(16));
+    sim.clock += 29;
+    QVERIFY(!client.awaitRow(16) && client.readInt(0, 0) == 4);
+    sim.clock += 1;
+    QVERIFY(!client.awaitRow(16) && !client.hasRow() && client.readInt(0, 0) == 0);
+    QCOMPARE(client.variableIndex("NotThere"), 0);
+}
+
+void tst_Telemetry::sessionValueBuffer()
+{
+    FakeSimulator sim({{"Gear", typeInt, 1}});
+    sim.setText("WeekendInfo:\n TrackName: 0123456789\n Empty:\n");
+    const char *path = "WeekendInfo:TrackName:";
+    char buffer[32] = "x";
+    QCOMPARE(client.sessionValue(path, buffer, 32), 0); // no cache yet
+    std::int32_t tick = 0;
+    QVERIFY(sim.bringRow(tick));
+    QVERIFY(!client.sessionValue(nullptr, buffer, 32) && !client.sessionValue(path, nullptr, 32));
+    QVERIFY(!client.sessionValue(path, buffer, 0) && !client.sessionValue("WeekendInfo:No:", buffer, 32));
+    QCOMPARE(buffer[0], 'x');
+    QVERIFY(client.sessionValue(path, buffer, 11) == 1 && QByteArray(buffer) == "0123456789");
+    buffer[10] = 'x';
+    QVERIFY(client.sessionValue(path, buffer, 10) == -10 && QByteArray(buffer) == "012345678" &&
+            buffer[10] == 'x');
+    QVERIFY(client.sessionValue(path, buffer, 1) == -10 && buffer[0] == '\0');
+    buffer[0] = 'x';
+    QVERIFY(client.sessionValue("WeekendInfo:Empty:", buffer, 1) == 1 && buffer[0] == '\0');
+    sim.clock += 30; // the row is still cached, but the link is no longer alive
+    QVERIFY(client.sessionValue(path, buffer, 32) == 0 && client.variableIndex("No") == 0);
+}
+
+QTEST_APPLESS_MAIN(tst_Telemetry)
+#include "tst_telemetry.moc"
