@@ -2,13 +2,16 @@
 // connections, the polls, and the footprint of the whole program beside the simulator
 // stand-in. Prints Markdown tables; scripts/bench writes them to BENCHMARKS.md.
 #include "benchkit.h"
+#include "blockingclient.h"
 #include "fakesimulator.h"
 #include "pollnames.h"
+#include "processfigures.h"
 #include "scenario.h"
 #include "sessiondata.h"
 #include "sessionpoll.h"
 #include "telemetrypoll.h"
 #include "variables.h"
+#include "wiremessage.h"
 
 #include <atomic>
 #include <chrono>
@@ -29,7 +32,7 @@
 extern char **environ;
 
 using Clock = std::chrono::steady_clock;
-using benchkit::Client;
+using Client = BlockingClient;
 using benchkit::percentile;
 
 namespace {
@@ -131,14 +134,14 @@ Latencies roundTrips(std::uint16_t port, int command, bool echo, int requests)
     times.reserve(static_cast<std::size_t>(requests));
     for (int i = -1000; i < requests; ++i) {
         const int id = (i + 1000) % 1000000;
-        const std::string frame = benchkit::requestFrame(command, id);
+        const QByteArray frame = WireMessage(command, id, QString()).data;
         const auto start = Clock::now();
         client.send(frame);
-        const std::string reply = echo ? client.readExactly(frame.size()) : client.readFrame();
+        const QByteArray reply = client.readFrame();
         const auto end = Clock::now();
         bool ok =
             echo ? reply == frame
-                 : (command == 202 ? benchkit::isReply(reply, 202, id, "kv-Beacon")
+                 : (command == 202 ? reply == WireMessage(202, id, QStringLiteral("kv-Beacon")).data
                                    : benchkit::isDocumentReply(reply, command, id, command == 207 ? 24 : 8));
         if (i < 0)
             continue;
@@ -179,13 +182,13 @@ Throughput throughput(std::uint16_t port, bool echo, int clients, double seconds
                 return;
             }
             for (int id = 0; Clock::now() < end; id = (id + 1) % 1000000) {
-                const std::string frame = benchkit::requestFrame(207, id);
+                const QByteArray frame = WireMessage(207, id, QString()).data;
                 const auto start = Clock::now();
                 if (!client.send(frame)) {
                     ++errors;
                     return;
                 }
-                const std::string reply = echo ? client.readExactly(frame.size()) : client.readFrame();
+                const QByteArray reply = client.readFrame();
                 times[static_cast<std::size_t>(c)].push_back(microseconds(Clock::now() - start));
                 if (echo ? reply != frame : !benchkit::isDocumentReply(reply, 207, id, 24))
                     ++errors;
@@ -213,7 +216,7 @@ Throughput throughput(std::uint16_t port, bool echo, int clients, double seconds
 
 void waitForThreads(pid_t pid, int atLeast)
 {
-    for (int i = 0; i < 200 && benchkit::readProcess(pid).threads < atLeast; ++i)
+    for (int i = 0; i < 200 && ProcessFigures::of(pid).threads < atLeast; ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
 }
 
@@ -337,7 +340,7 @@ void footprint(const std::string &kvbeacon, const std::string &simulator, const 
                     auto next = Clock::now();
                     while (!stop) {
                         for (int command : {207, 208}) {
-                            client.send(benchkit::requestFrame(command, ++id));
+                            client.send(WireMessage(command, ++id, QString()).data);
                             if (!benchkit::isDocumentReply(client.readFrame(), command, id,
                                                            command == 207 ? 24 : 8))
                                 ++errors;
@@ -349,14 +352,14 @@ void footprint(const std::string &kvbeacon, const std::string &simulator, const 
             }
         }
         std::this_thread::sleep_for(std::chrono::seconds(2));
-        const benchkit::ProcessFigures before = benchkit::readProcess(app.pid);
+        const ProcessFigures before = ProcessFigures::of(app.pid);
         const auto started = Clock::now();
         std::vector<double> rss;
         for (int s = 0; s < seconds; ++s) {
             std::this_thread::sleep_for(std::chrono::seconds(1));
-            rss.push_back(static_cast<double>(benchkit::readProcess(app.pid).residentKb));
+            rss.push_back(static_cast<double>(ProcessFigures::of(app.pid).residentKb));
         }
-        const benchkit::ProcessFigures after = benchkit::readProcess(app.pid);
+        const ProcessFigures after = ProcessFigures::of(app.pid);
         const double elapsed = std::chrono::duration<double>(Clock::now() - started).count();
         stop = true;
         for (std::thread &t : clients)
@@ -388,7 +391,8 @@ void footprint(const std::string &kvbeacon, const std::string &simulator, const 
 // some garbage, and now and then leave in the middle of a frame.
 int churn(std::uint16_t port, double seconds)
 {
-    const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+    const auto end =
+        Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
     std::atomic<long> cycles{0}, wrong{0};
     std::vector<std::thread> threads;
     for (int t = 0; t < 8; ++t)
@@ -401,7 +405,7 @@ int churn(std::uint16_t port, double seconds)
                 }
                 for (int i = 0; i < 5; ++i) {
                     const int command = i % 2 ? 207 : 208;
-                    client.send(benchkit::requestFrame(command, i));
+                    client.send(WireMessage(command, i, QString()).data);
                     if (!benchkit::isDocumentReply(client.readFrame(), command, i, command == 207 ? 24 : 8))
                         ++wrong;
                 }
@@ -470,8 +474,8 @@ int main(int argc, char **argv)
         if (!kv.start({host, "kvbeacon"}))
             return 1;
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        std::vector<benchkit::ProcessFigures> figures;
-        figures.push_back(benchkit::readProcess(kv.pid));
+        std::vector<ProcessFigures> figures;
+        figures.push_back(ProcessFigures::of(kv.pid));
         const int base = figures.back().threads;
         std::vector<Client> idle(1000);
         int opened = 0;
@@ -480,7 +484,7 @@ int main(int argc, char **argv)
                 idle[static_cast<std::size_t>(opened)].connectTo(kv.port);
             waitForThreads(kv.pid, base + target);
             std::this_thread::sleep_for(std::chrono::milliseconds(300));
-            figures.push_back(benchkit::readProcess(kv.pid));
+            figures.push_back(ProcessFigures::of(kv.pid));
         }
         const Latencies probe = roundTrips(kv.port, 207, false, quick ? 1000 : 5000);
         std::printf("\n### A thousand idle connections\n\n");

@@ -1,8 +1,9 @@
 #pragma once
 
+#include "framehead.h"
+
 #include <QByteArray>
-#include <QDir>
-#include <QFile>
+#include <QElapsedTimer>
 
 #include <arpa/inet.h>
 #include <cstdint>
@@ -12,7 +13,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-// A plain blocking loopback client for threads of its own, with time limits on every wait.
+// A plain blocking loopback client for threads of its own (tests and benchmarks), with a
+// time limit on every wait. Bytes behind a frame wait for the next read.
 class BlockingClient
 {
 public:
@@ -20,6 +22,7 @@ public:
 
     bool connectTo(std::uint16_t port)
     {
+        close();
         fd = socket(AF_INET, SOCK_STREAM, 0);
         const int on = 1;
         setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
@@ -31,13 +34,9 @@ public:
     }
     bool send(const QByteArray &bytes)
     {
-        qint64 sent = 0;
-        while (sent < bytes.size()) {
-            const ssize_t n = ::send(fd, bytes.constData() + sent, size_t(bytes.size() - sent), MSG_NOSIGNAL);
-            if (n <= 0)
+        for (qint64 sent = 0, n = 0; sent < bytes.size(); sent += n)
+            if ((n = ::send(fd, bytes.constData() + sent, size_t(bytes.size() - sent), MSG_NOSIGNAL)) <= 0)
                 return false;
-            sent += n;
-        }
         return true;
     }
     // Whatever arrives within `ms`; empty on time-out, and `closed` set when the peer closed.
@@ -52,27 +51,26 @@ public:
             *closed = true;
         return n > 0 ? QByteArray(buffer, int(n)) : QByteArray();
     }
-    // One whole reply frame (ASCII), within `ms`; empty otherwise.
+    // One whole frame within `ms`; empty otherwise.
     QByteArray readFrame(int ms = 5000)
     {
-        QByteArray frame;
-        for (int waited = 0; waited < ms; waited += 50) {
-            frame += receive(50);
-            if (frame.size() >= 8 && frame.size() >= 8 + frame.mid(1, 6).toInt())
-                return frame;
-        }
-        return QByteArray();
+        QElapsedTimer clock;
+        clock.start();
+        int size = 0;
+        while ((size = FrameHead::wholeFrameSize(pending)) == 0 && clock.elapsed() < ms)
+            pending += receive(int(ms - clock.elapsed()));
+        const QByteArray frame = pending.left(size);
+        pending.remove(0, size);
+        return frame;
     }
-    // True when the server closes the connection within `ms`.
     bool closedWithin(int ms)
     {
-        for (int waited = 0; waited < ms; waited += 50) {
-            bool closed = false;
+        bool closed = false;
+        QElapsedTimer clock;
+        clock.start();
+        while (!closed && clock.elapsed() < ms)
             receive(50, &closed);
-            if (closed)
-                return true;
-        }
-        return false;
+        return closed;
     }
     void close()
     {
@@ -83,28 +81,5 @@ public:
 
 private:
     int fd = -1;
-};
-
-// The process's threads and open descriptors, to see that nothing is left behind.
-struct ProcessCounts
-{
-    int threads = 0;
-    int descriptors = 0;
-    bool operator==(const ProcessCounts &o) const
-    {
-        return threads == o.threads && descriptors == o.descriptors;
-    }
-
-    static ProcessCounts now()
-    {
-        ProcessCounts counts;
-        QFile status(QStringLiteral("/proc/self/status"));
-        if (status.open(QIODevice::ReadOnly))
-            for (const QByteArray &line : status.readAll().split('\n'))
-                if (line.startsWith("Threads:"))
-                    counts.threads = line.mid(8).trimmed().toInt();
-        counts.descriptors =
-            QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::NoDotAndDotDot | QDir::AllEntries).size();
-        return counts;
-    }
+    QByteArray pending;
 };

@@ -6,15 +6,12 @@
 #include <QList>
 
 // Plays a connection for the read loop: `buffer` is what has arrived, `later` what each wait
-// delivers next. Counts the waits and sleeps the loop asks for.
+// delivers next.
 class ScriptedSource : public FrameReader::Source
 {
 public:
     QByteArray buffer;
     QList<QByteArray> later;
-    int sleeps = 0;
-    int sleptMs = 0;
-    int waits = 0;
     int lastWaitMs = 0;
     bool disconnected = false;
 
@@ -36,17 +33,12 @@ public:
     }
     bool waitForReadyRead(int msecs) override
     {
-        ++waits;
         lastWaitMs = msecs;
         if (later.isEmpty())
             return false;
         buffer += later.takeFirst();
         return true;
     }
-    void sleep(int msecs) override
-    {
-        ++sleeps;
-        sleptMs += msecs;
-    }
+    void sleep(int) override {}
     void disconnectFromHost() override { disconnected = true; }
 };

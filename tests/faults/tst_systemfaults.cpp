@@ -1,27 +1,30 @@
 #include "blockingclient.h"
 #include "fakewindows.h"
-#include "frames.h"
 #include "kvbeacon.h"
 #include "kvserver.h"
+#include "processfigures.h"
 #include "telemetrymap.h"
+#include "windowfixture.h"
+#include "wiremessage.h"
 
+#include <QCheckBox>
 #include <QEventLoop>
-#include <QLabel>
+#include <QFileDialog>
+#include <QGroupBox>
 #include <QLineEdit>
+#include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QProcess>
 #include <QPushButton>
-#include <QSettings>
-#include <QStandardPaths>
-#include <QStatusBar>
-#include <QTemporaryDir>
-#include <QTimer>
-#include <QtTest>
+#include <QToolButton>
 
 #include <atomic>
 #include <mutex>
 #include <sys/mman.h>
 #include <thread>
 #include <vector>
+
+using namespace WindowFixture;
 
 namespace {
 // Clients on threads of their own that read both documents in a loop until told to stop,
@@ -34,30 +37,19 @@ public:
         for (int c = 0; c < count; ++c)
             threads.emplace_back([this, port, c] {
                 BlockingClient client;
-                if (!client.connectTo(port)) {
-                    ++closed;
-                    return;
-                }
+                if (!client.connectTo(port))
+                    return void(++closed);
                 for (int id = c * 100000; !stop; ++id) {
                     const int command = id % 2 ? 207 : 208;
-                    if (!client.send(request(command, id % 1000000))) {
-                        ++closed;
-                        return;
-                    }
-                    const QByteArray reply = client.readFrame(12000);
-                    if (reply.isEmpty()) {
-                        ++closed;
-                        return;
-                    }
-                    if (!reply.startsWith("@") || reply.mid(8, 4) != QByteArray::number(command) + ";" ||
-                        !reply.endsWith("}\n;"))
-                        ++wrong;
-                    else
-                        ++answers;
-                    if (command == 207) {
-                        std::lock_guard<std::mutex> lock(mutex);
+                    const QByteArray reply = client.send(WireMessage(command, id % 1000000, QString()).data)
+                                                 ? client.readFrame(12000)
+                                                 : QByteArray();
+                    if (reply.isEmpty())
+                        return void(++closed);
+                    ++(WireMessage(reply).command == command && reply.endsWith("}\n;") ? answers : wrong);
+                    std::lock_guard<std::mutex> lock(mutex);
+                    if (command == 207)
                         lastLiveReply = reply;
-                    }
                 }
             });
     }
@@ -69,7 +61,6 @@ public:
             if (t.joinable())
                 t.join();
     }
-
     QByteArray lastLive()
     {
         std::lock_guard<std::mutex> lock(mutex);
@@ -78,27 +69,24 @@ public:
 
     std::atomic<bool> stop{false};
     std::atomic<int> answers{0}, wrong{0}, closed{0};
-    std::vector<std::thread> threads;
 
 private:
+    std::vector<std::thread> threads;
     std::mutex mutex;
     QByteArray lastLiveReply;
 };
 
-// Spins a real event loop until `done` or `ms` have passed (a test's wait helpers sleep
-// between passes, which would slow every accept of the server down).
+// Spins a real event loop until `done` or `ms` have passed (QtTest's waits sleep between
+// passes, which would slow every accept of the server down).
 bool spinUntil(const std::function<bool()> &done, int ms)
 {
-    bool reached = done();
-    if (reached)
-        return true;
+    bool reached = false;
     QEventLoop loop;
     QTimer poll;
     QElapsedTimer clock;
     clock.start();
     QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
-        reached = done();
-        if (reached || clock.elapsed() > ms)
+        if ((reached = done()) || clock.elapsed() > ms)
             loop.quit();
     });
     poll.start(5);
@@ -114,50 +102,43 @@ kvServer *listeningServer(QObject *window)
             return server;
     return nullptr;
 }
-
-QString iniPath()
-{
-    return QStandardPaths::writableLocation(QStandardPaths::DataLocation) + QStringLiteral("/kvbeacon.ini");
-}
 } // namespace
 
-// The whole program against a simulator that misbehaves and a user who stops the server and
-// closes the window while clients read. The simulator's window is played by the test; its
-// memory and event are the stand-in's, over real shared memory.
+// The whole program against a simulator that misbehaves and a user who stops the server,
+// closes the window while clients read, and picks the wrong folder. The simulator's window
+// is played by the test; its memory and event are the stand-in's, over real shared memory.
 class tst_SystemFaults : public QObject
 {
     Q_OBJECT
 private slots:
     void initTestCase();
+    void init();
     void cleanup();
     void simulatorMisbehaves();
     void stopAndCloseWithFiftyClientsReading();
+    void wrongFolderAndTheUsersChoices(); // last: the file dialog leaves threads behind
 
 private:
     bool startStandIn(QProcess &process, const QStringList &extra = {});
     static bool waitForLine(QProcess &process, const QByteArray &text);
 
     QTemporaryDir documents;
-    ProcessCounts baseline;
+    ProcessFigures baseline;
 };
 
 void tst_SystemFaults::initTestCase()
 {
-    QStandardPaths::setTestModeEnabled(true);
     qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &text) {
         if (type != QtDebugMsg)
             fprintf(stderr, "%s\n", qPrintable(text));
     });
-    QFile appIni(documents.filePath(QStringLiteral("app.ini")));
-    QVERIFY(appIni.open(QIODevice::WriteOnly));
-    appIni.write("[Autochat Messages]\nAutoChatStr1=hi\n");
-    appIni.close();
-    QFile::remove(iniPath());
-    QSettings settings(iniPath(), QSettings::IniFormat);
-    settings.setValue(QStringLiteral("main/port"), 0);
-    settings.setValue(QStringLiteral("paths/iracingdocument"), documents.path());
-    settings.sync();
-    baseline = ProcessCounts::now();
+    makeDocuments(documents, "[Autochat Messages]\nAutoChatStr1=hi\n");
+    baseline = ProcessFigures::of();
+}
+
+void tst_SystemFaults::init()
+{
+    startSettings({{"main/port", 0}, {"paths/iracingdocument", documents.path()}});
 }
 
 void tst_SystemFaults::cleanup()
@@ -191,12 +172,10 @@ void tst_SystemFaults::simulatorMisbehaves()
     QVERIFY(startStandIn(standIn));
     {
         kvBeacon w;
-        QLabel *status = w.statusBar()->findChildren<QLabel *>().value(0);
-        QVERIFY(spinUntil([&] { return status->text() == QLatin1String("iRacing founded"); }, 3000));
-        QTest::mouseClick(w.findChild<QPushButton *>(QStringLiteral("pushButton_startServer")),
-                          Qt::LeftButton);
+        QVERIFY(spinUntil([&] { return statusText(&w, 0) == QLatin1String("iRacing founded"); }, 3000));
+        QTest::mouseClick(child<QPushButton>(&w, "pushButton_startServer"), Qt::LeftButton);
         kvServer *server = listeningServer(&w);
-        QVERIFY(server && server->isListening());
+        QVERIFY(server);
         ReadingClients clients(server->serverPort(), 4);
         auto liveChanges = [&] {
             const QByteArray before = clients.lastLive();
@@ -211,7 +190,6 @@ void tst_SystemFaults::simulatorMisbehaves()
         QVERIFY(standIn.waitForFinished());
         QVERIFY(startStandIn(standIn, {QStringLiteral("--start-tick"), QStringLiteral("1")}));
         QVERIFY(liveChanges());
-
         // Its status bit cleared: no rows, and the last values stand; then it publishes again.
         standIn.write("stop\n");
         QVERIFY(waitForLine(standIn, "stopped"));
@@ -219,35 +197,25 @@ void tst_SystemFaults::simulatorMisbehaves()
         standIn.write("start\n");
         QVERIFY(waitForLine(standIn, "started"));
         QVERIFY(liveChanges());
-
         // Its row length changed while the clients read.
-        standIn.write("rowlength 7000\n");
-        QVERIFY(waitForLine(standIn, "rowlength"));
-        QVERIFY(liveChanges());
-        standIn.write("rowlength 5000\n");
-        QVERIFY(waitForLine(standIn, "rowlength"));
-        QVERIFY(liveChanges());
-
+        for (const char *command : {"rowlength 7000\n", "rowlength 5000\n"}) {
+            standIn.write(command);
+            QVERIFY(waitForLine(standIn, "rowlength"));
+            QVERIFY(liveChanges());
+        }
         // It goes away for good: the status says so, the clients go on reading the last values.
         standIn.write("quit\n");
         QVERIFY(standIn.waitForFinished(5000));
         windows.simulatorWindow = false;
-        QVERIFY(spinUntil([&] { return status->text() == QLatin1String("iRacing not found"); }, 3000));
+        QVERIFY(spinUntil([&] { return statusText(&w, 0) == QLatin1String("iRacing not found"); }, 3000));
         const int answered = clients.answers;
         QVERIFY(spinUntil([&] { return clients.answers > answered + 20; }, 3000));
-
         clients.finish();
         QCOMPARE(clients.wrong.load(), 0);
         QCOMPARE(clients.closed.load(), 0);
-
-        // A fresh client is served.
-        ReadingClients fresh(server->serverPort(), 1);
-        QVERIFY(spinUntil([&] { return fresh.answers > 2; }, 5000));
-        fresh.finish();
-        QCOMPARE(fresh.wrong.load(), 0);
         w.close();
     }
-    QVERIFY(spinUntil([&] { return ProcessCounts::now() == baseline; }, 10000));
+    QVERIFY(spinUntil([&] { return ProcessFigures::of().sameThreadsAndDescriptors(baseline); }, 10000));
 }
 
 void tst_SystemFaults::stopAndCloseWithFiftyClientsReading()
@@ -257,13 +225,21 @@ void tst_SystemFaults::stopAndCloseWithFiftyClientsReading()
     std::unique_ptr<ReadingClients> stillReading;
     {
         kvBeacon w;
-        auto *button = w.findChild<QPushButton *>(QStringLiteral("pushButton_startServer"));
+        auto *button = child<QPushButton>(&w, "pushButton_startServer");
+        QGroupBox *boxes[] = {child<QGroupBox>(&w, "groupBox_server"),
+                              child<QGroupBox>(&w, "groupBox_paths")};
         QTest::mouseClick(button, Qt::LeftButton);
+        QCOMPARE(button->text(), QStringLiteral("Stop Server"));
+        QVERIFY(!boxes[0]->isEnabled() && !boxes[1]->isEnabled());
         {
             ReadingClients clients(listeningServer(&w)->serverPort(), 50);
+            QVERIFY(
+                spinUntil([&] { return statusText(&w, 1) == QLatin1String("50 clients connected"); }, 10000));
             QVERIFY(spinUntil([&] { return clients.answers > 500; }, 10000));
             QTest::mouseClick(button, Qt::LeftButton); // stop while they read
             QCOMPARE(button->text(), QStringLiteral("Start Server"));
+            QVERIFY(boxes[0]->isEnabled() && boxes[1]->isEnabled());
+            QCOMPARE(statusText(&w, 1), QStringLiteral("client not connected"));
             // Every connection is closed: each client sees its server go.
             QVERIFY(spinUntil([&] { return clients.closed == 50; }, 15000));
             clients.finish();
@@ -271,19 +247,85 @@ void tst_SystemFaults::stopAndCloseWithFiftyClientsReading()
         }
         QTest::mouseClick(button, Qt::LeftButton);
         stillReading.reset(new ReadingClients(listeningServer(&w)->serverPort(), 50));
-        QVERIFY2(spinUntil([&] { return stillReading->answers > 500; }, 10000),
-                 qPrintable(QStringLiteral("answers %1, closed %2, wrong %3, server clients %4")
-                                .arg(stillReading->answers.load())
-                                .arg(stillReading->closed.load())
-                                .arg(stillReading->wrong.load())
-                                .arg(listeningServer(&w)->clientCount())));
+        QVERIFY(spinUntil([&] { return stillReading->answers > 500; }, 10000));
+        // One log line for each event, not one per server ever made.
+        const QString log = child<QPlainTextEdit>(&w, "plainTextEdit_debug")->toPlainText();
+        QCOMPARE(log.count(QStringLiteral("(Server) - Listening to port 0\n")), 2);
+        QCOMPARE(log.count(QStringLiteral("(Server) - Connecting... ")), 100);
         w.close();
     } // the window goes with the clients still reading
     QVERIFY(spinUntil([&] { return stillReading->closed == 50; }, 15000));
-    stillReading->finish();
-    QCOMPARE(stillReading->wrong.load(), 0);
     stillReading.reset();
-    QVERIFY(spinUntil([&] { return ProcessCounts::now() == baseline; }, 10000));
+    QVERIFY(spinUntil([&] { return ProcessFigures::of().sameThreadsAndDescriptors(baseline); }, 10000));
+}
+
+void tst_SystemFaults::wrongFolderAndTheUsersChoices()
+{
+    QTemporaryDir wrong, good;
+    makeDocuments(good, "[Autochat Messages]\n");
+    QFile(wrong.filePath(QStringLiteral("other.ini"))).open(QIODevice::WriteOnly);
+    startSettings({{"paths/iracingdocument", wrong.path()}});
+    FakeWindows windows;
+    windows.simulatorWindow = false;
+    QStringList seen; // what each dialog showed
+    QString answer;   // the file to choose; empty: cancel
+    ModalWatcher watcher([&](QWidget *modal) {
+        if (auto *box = qobject_cast<QMessageBox *>(modal)) {
+            seen << box->windowTitle() + ": " + box->text() +
+                        (box->icon() == QMessageBox::Critical ? " (!)" : "") +
+                        QString::number(box->buttons().size());
+            box->button(QMessageBox::Ok)->click();
+        } else if (auto *dialog = qobject_cast<QFileDialog *>(modal)) {
+            seen << dialog->windowTitle() + ": " + dialog->nameFilters().join(QLatin1Char(','));
+            if (answer.isEmpty())
+                return dialog->reject();
+            child<QLineEdit>(dialog, "fileNameEdit")->setText(answer); // typed, as a user would
+            QMetaObject::invokeMethod(dialog, "accept");
+        }
+    });
+    const QString box =
+        QStringLiteral("kV-Beacon: app.ini not found.\nPlease check path to iRacing Documents (!)1");
+    const QString dialog = QStringLiteral("Path to iracing documents: iRacing (app.ini)");
+    auto stored = [] {
+        return QSettings(iniPath(), QSettings::IniFormat).value("paths/iracingdocument").toString();
+    };
+
+    kvBeacon w;
+    QCOMPARE(seen, QStringList(box));
+    // The window comes up all the same, with the stored path and the defaults.
+    auto *path = child<QLineEdit>(&w, "lineEdit_ir_PathDocuments");
+    QCOMPARE(path->text(), wrong.path());
+    QCOMPARE(child<QLineEdit>(&w, "lineEdit_port")->text(), QStringLiteral("47812"));
+    QVERIFY(!child<QCheckBox>(&w, "checkBox_startup_server")->isChecked());
+    QCOMPARE(QStringList({statusText(&w, 0), statusText(&w, 1), statusText(&w, 2)}),
+             QStringList({"iRacing not connected", "client not connected", "v1.01"}));
+    QTRY_COMPARE(statusText(&w, 0), QStringLiteral("iRacing not found"));
+
+    auto choose = [&](const QString &file) {
+        seen.clear();
+        answer = file;
+        QTest::mouseClick(child<QToolButton>(&w, "toolButton_openFolder"), Qt::LeftButton);
+    };
+    choose(QString()); // a cancel changes nothing
+    QCOMPARE(seen, QStringList(dialog));
+    QCOMPARE(path->text(), wrong.path());
+    choose(wrong.filePath(QStringLiteral("other.ini"))); // shown and reported, not stored
+    QCOMPARE(seen, QStringList({dialog, box}));
+    QCOMPARE(path->text(), QDir(wrong.path()).absolutePath());
+    QCOMPARE(stored(), wrong.path());
+    choose(good.filePath(QStringLiteral("app.ini"))); // its folder is taken and stored at once
+    QCOMPARE(seen, QStringList(dialog));
+    QCOMPARE(path->text(), QDir(good.path()).absolutePath());
+    QCOMPARE(stored(), path->text());
+
+    // Closing stores what the fields say; a port keeps its low 16 bits.
+    child<QLineEdit>(&w, "lineEdit_port")->setText(QStringLiteral("70001"));
+    child<QCheckBox>(&w, "checkBox_startup_server")->setChecked(true);
+    w.close();
+    const QSettings file(iniPath(), QSettings::IniFormat);
+    QCOMPARE(file.allKeys().size(), 7);
+    QCOMPARE(file.value("main/port").toInt(), 4465);
+    QCOMPARE(file.value("main/autostartserver").toBool(), true);
 }
 
 QTEST_MAIN(tst_SystemFaults)

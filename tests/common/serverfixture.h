@@ -1,0 +1,66 @@
+#pragma once
+
+#include "framehead.h"
+#include "kvserver.h"
+#include "kvserverthread.h"
+#include "wiremessage.h"
+
+#include <QSignalSpy>
+#include <QTcpSocket>
+#include <QtTest>
+
+#include <atomic>
+
+// The next whole frame on `socket`, spinning the event loop; bytes behind it stay there.
+inline QByteArray nextFrame(QTcpSocket &socket, int ms = 5000)
+{
+    int size = 0;
+    (void)QTest::qWaitFor([&] { return (size = FrameHead::wholeFrameSize(socket.peek(1 << 20))) > 0; }, ms);
+    return socket.read(size);
+}
+
+inline QByteArray ask(QTcpSocket &socket, const QByteArray &request)
+{
+    socket.write(request);
+    return nextFrame(socket);
+}
+
+// A request as a client writes it (ASCII payload, the trailing ";" added).
+inline QByteArray request(int command, int id, const QByteArray &payload = QByteArray())
+{
+    return WireMessage(command, id, QString::fromLatin1(payload)).data;
+}
+
+// A started server on a free loopback port, its log lines recorded, and one connected
+// client. The server's debug lines are counted as frames taken in, not printed.
+struct ServerWithClient
+{
+    explicit ServerWithClient(AppSettings *settings = nullptr)
+        : server(settings, nullptr), log(&server, &kvServer::sigDebugString)
+    {
+        framesIn = 0;
+        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &text) {
+            if (type != QtDebugMsg)
+                fprintf(stderr, "%s\n", qPrintable(text));
+            else if (text.contains(QLatin1String(": Data in: ")))
+                ++framesIn;
+        });
+        server.StartServer(QString(), 0);
+        client.connectToHost(QHostAddress::LocalHost, server.serverPort());
+        QTest::qWaitFor([this] { return server.currentThread && server.currentThread->isServing(); });
+    }
+    ~ServerWithClient() { qInstallMessageHandler(nullptr); }
+
+    QStringList logTexts() const
+    {
+        QStringList texts;
+        for (const QList<QVariant> &args : log)
+            texts.append(args.at(0).toString());
+        return texts;
+    }
+
+    static inline std::atomic<int> framesIn{0};
+    kvServer server;
+    QSignalSpy log;
+    QTcpSocket client;
+};
