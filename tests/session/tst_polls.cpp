@@ -173,31 +173,17 @@ void tst_Polls::telemetry()
     SessionData record;
     QVERIFY(!TelemetryPoll::run(record)); // the first call never gives a row
     QCOMPARE(record.SessionNum, -1);
-    const std::pair<const char *, double> values[] = {{"SessionTime", 1234.5},
-                                                      {"SessionNum", 2},
-                                                      {"SessionLapsRemain", 3},
-                                                      {"SessionFlags", -2147483648.0},
-                                                      {"DisplayUnits", 255},
-                                                      {"IsOnTrack", 1},
-                                                      {"IsReplayPlaying", 1},
-                                                      {"PlayerCarPosition", 4},
-                                                      {"PlayerCarClassPosition", 5},
-                                                      {"PlayerCarIdx", 6},
-                                                      {"RaceLaps", 7},
-                                                      {"TrackTempCrew", 30.5},
-                                                      {"AirTemp", 21.5},
-                                                      {"WeatherType", 0x101},
-                                                      {"Skies", 128},
-                                                      {"AirDensity", 1.25},
-                                                      {"AirPressure", 29.5},
-                                                      {"WindVel", 2.5},
-                                                      {"WindDir", 3.5},
-                                                      {"RelativeHumidity", 0.5},
-                                                      {"FogLevel", 0.25},
-                                                      {"FuelLevel", 0.1},
-                                                      {"FuelLevelPct", 0.75}};
-    for (const auto &value : values)
-        sim.setEverywhere(value.first, value.second);
+    const QStringList values =
+        QStringLiteral(
+            "SessionTime 1234.5 SessionNum 2 SessionLapsRemain 3 SessionFlags -2147483648 DisplayUnits 255 "
+            "IsOnTrack 1 "
+            "IsReplayPlaying 1 PlayerCarPosition 4 PlayerCarClassPosition 5 PlayerCarIdx 6 RaceLaps 7 "
+            "TrackTempCrew 30.5 "
+            "AirTemp 21.5 WeatherType 257 Skies 128 AirDensity 1.25 AirPressure 29.5 WindVel 2.5 WindDir 3.5 "
+            "RelativeHumidity 0.5 FogLevel 0.25 FuelLevel 0.1 FuelLevelPct 0.75")
+            .split(QLatin1Char(' '));
+    for (int i = 0; i + 1 < values.size(); i += 2)
+        sim.setEverywhere(values.at(i).toStdString(), values.at(i + 1).toDouble());
     record.FuelUsePerHour = 9;
     std::int32_t tick = 0;
     bool read = false;
@@ -206,7 +192,7 @@ void tst_Polls::telemetry()
         read = TelemetryPoll::run(record);
     }
     QVERIFY(read);
-    // Bytes keep their low 8 bits: 255 is -1, 0x101 is 1, 128 is -128.
+    // Bytes keep their low 8 bits: 255 is -1, 257 is 1, 128 is -128.
     QCOMPARE(
         SessionData::documentText(record.LiveDocument()),
         QStringLiteral(
