@@ -38,6 +38,7 @@ void tst_Telemetry::attachAndShortRegions()
     QVERIFY(TelemetryMap::findVariable("Gear") == 0 && TelemetryMap::findVariable("Gea") == -1);
     QVERIFY(TelemetryMap::findVariable(nullptr) == -1 && variableHeader(1) == nullptr &&
             variableHeader(-1) == nullptr);
+    QVERIFY(!fetchRow(nullptr, 0) && state().lastTick == 0); // the slots' first ticks set the mark
     detach(); // everything opened is closed, and the mark forgotten
     QVERIFY(!header() && sim.openObjects == 0 && state().lastTick == noTick);
     sim.mappingPresent = false;
