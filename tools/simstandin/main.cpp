@@ -23,9 +23,6 @@
 #include <thread>
 #include <vector>
 
-#ifndef KVB_SAMPLE_SCENARIO
-#define KVB_SAMPLE_SCENARIO "sample.scenario"
-#endif
 
 namespace {
 std::atomic<bool> quitRequested{false};
@@ -85,7 +82,8 @@ void usage()
 
 int main(int argc, char **argv)
 {
-    std::string scenarioPath = KVB_SAMPLE_SCENARIO;
+    // The sample scenario lies beside the program, in the build tree and in the Windows zip.
+    std::string scenarioPath = SimHost::programFolder() + "sample.scenario";
     double rate = 60;
     long startTick = 1;
     double duration = 0;

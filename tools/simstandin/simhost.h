@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 // The simulator's side of the memory object and the event: creates them, signals the
 // event, removes them. One backend file per system.
@@ -14,5 +15,8 @@ void signalEvent();
 // Unmaps both objects and removes them, unless a reader still maps them (false then);
 // safe to call twice.
 bool removeObjects();
+
+// The folder of the running program, with a trailing separator; empty when unknown.
+std::string programFolder();
 
 } // namespace SimHost

@@ -106,4 +106,14 @@ bool removeObjects()
     return true;
 }
 
+std::string programFolder()
+{
+    char path[4096];
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
+    if (length <= 0 || length == ssize_t(sizeof path))
+        return std::string();
+    const std::string whole(path, std::size_t(length));
+    return whole.substr(0, whole.rfind('/') + 1);
+}
+
 } // namespace SimHost

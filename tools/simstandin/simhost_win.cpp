@@ -47,4 +47,14 @@ bool removeObjects()
     return true;
 }
 
+std::string programFolder()
+{
+    char path[MAX_PATH];
+    const DWORD length = GetModuleFileNameA(nullptr, path, MAX_PATH);
+    if (length == 0 || length == MAX_PATH)
+        return std::string();
+    const std::string whole(path, length);
+    return whole.substr(0, whole.find_last_of("\\/") + 1);
+}
+
 } // namespace SimHost
