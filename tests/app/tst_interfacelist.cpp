@@ -13,7 +13,6 @@ private slots:
     void whichAddressesAreRows();
     void savedChoice_data();
     void savedChoice();
-    void theMachine();
 };
 
 void tst_InterfaceList::whichAddressesAreRows()
@@ -41,10 +40,13 @@ void tst_InterfaceList::savedChoice_data()
     QTest::addColumn<QString>("saved");
     QTest::addColumn<int>("index");
     QTest::addColumn<QString>("ip");
-    QTest::newRow("matching row") << 2 << "10.0.0.2 - eth1" << 1 << "10.0.0.2";
-    QTest::newRow("no match: first row") << 2 << "10.0.0.9 - eth1" << 0 << "10.0.0.1";
-    QTest::newRow("address alone does not match") << 2 << "10.0.0.2" << 0 << "10.0.0.1";
-    QTest::newRow("no rows: the stored address stays") << 0 << "10.0.0.1 - eth0" << -1 << "stored";
+    const auto row = [](const char *name, int rows, const char *saved, int index, const char *ip) {
+        QTest::newRow(name) << rows << QString(saved) << index << QString(ip);
+    };
+    row("matching row", 2, "10.0.0.2 - eth1", 1, "10.0.0.2");
+    row("no match: first row", 2, "10.0.0.9 - eth1", 0, "10.0.0.1");
+    row("address alone does not match", 2, "10.0.0.2", 0, "10.0.0.1");
+    row("no rows: the stored address stays", 0, "10.0.0.1 - eth0", -1, "stored");
 }
 
 void tst_InterfaceList::savedChoice()
@@ -62,8 +64,7 @@ void tst_InterfaceList::savedChoice()
             .mid(0, rows),
         saved);
     QCOMPARE(addresses, QStringList({"10.0.0.1", "10.0.0.2"}).mid(0, rows));
-    QCOMPARE(combo.count(), rows);
-    QCOMPARE(combo.currentIndex(), index);
+    QVERIFY(combo.count() == rows && combo.currentIndex() == index);
     QCOMPARE(field.text(), ip);
     // Rows outside the list change nothing.
     field.setText(QStringLiteral("typed"));
@@ -72,21 +73,6 @@ void tst_InterfaceList::savedChoice()
     QCOMPARE(field.text(), QStringLiteral("typed"));
     InterfaceList::showAddressOfRow(addresses, rows - 1, &field);
     QCOMPARE(field.text(), rows ? QStringLiteral("10.0.0.2") : QStringLiteral("typed"));
-}
-
-void tst_InterfaceList::theMachine()
-{
-    const QList<QNetworkInterface> machine = QNetworkInterface::allInterfaces();
-    const QList<InterfaceList::Interface> described = InterfaceList::fromNetwork(machine);
-    QCOMPARE(described.size(), machine.size());
-    for (int i = 0; i < machine.size(); ++i) {
-        QCOMPARE(described.at(i).name, machine.at(i).humanReadableName());
-        QCOMPARE(described.at(i).flags, machine.at(i).flags());
-        QCOMPARE(described.at(i).addresses.size(), machine.at(i).addressEntries().size());
-        for (int a = 0; a < described.at(i).addresses.size(); ++a)
-            QCOMPARE(described.at(i).addresses.at(a).isIPv4,
-                     machine.at(i).addressEntries().at(a).ip().protocol() == QAbstractSocket::IPv4Protocol);
-    }
 }
 
 QTEST_MAIN(tst_InterfaceList)

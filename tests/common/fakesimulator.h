@@ -69,8 +69,7 @@ public:
     RegionLayout layout;
     std::vector<unsigned char> region;
     bool mappingPresent = true, eventPresent = true;
-    int mappingOpens = 0, openObjects = 0; // objects opened and not yet closed
-    std::vector<int> sleeps, waits;
+    int openObjects = 0; // opened and not yet closed
     std::int64_t clock = 0;
     std::function<void()> onWait;
     std::function<void(int copy)> duringCopy; // called after each copy of a row, counted from 1
@@ -80,10 +79,7 @@ private:
     static inline int token = 0;
     int copies = 0;
 
-    static platform::Handle openMapping()
-    {
-        return ++current->mappingOpens, current->opened(current->mappingPresent);
-    }
+    static platform::Handle openMapping() { return current->opened(current->mappingPresent); }
     platform::Handle opened(bool present) { return present ? (++openObjects, &token) : nullptr; }
     static platform::Handle openEvent() { return current->opened(current->eventPresent); }
     static const void *mapView(platform::Handle, std::size_t *size)
@@ -96,13 +92,12 @@ private:
         if (current->duringCopy)
             current->duringCopy(++current->copies);
     }
-    static void wait(platform::Handle, int ms)
+    static void wait(platform::Handle, int)
     {
-        current->waits.push_back(ms);
         if (current->onWait)
             current->onWait();
     }
-    static void sleep(int ms) { current->sleeps.push_back(ms); }
+    static void sleep(int) {}
     static void close(platform::Handle) { --current->openObjects; }
     static void unmap(const void *, std::size_t) { --current->openObjects; }
     static std::int64_t now() { return current->clock; }

@@ -6,7 +6,7 @@
 #include <vector>
 
 // Plays the desktop for the link: a simulator window that can come and go and take the
-// foreground, and a record of the broadcasts, keys and timer calls that were made.
+// foreground, and a record of the broadcasts and keys that were sent.
 class FakeWindows
 {
 public:
@@ -30,7 +30,6 @@ public:
 
     bool simulatorWindow = true, simulatorInForeground = false;
     std::uint32_t registeredNumber = 0xC0DE;
-    int registrations = 0, timerBegins = 0, timerEnds = 0;
     std::vector<Broadcast> broadcasts;
     std::vector<Key> keys;
 
@@ -40,13 +39,12 @@ private:
 
     static platform::Handle find() { return current->simulatorWindow ? &simulator : nullptr; }
     static platform::Handle foreground() { return current->simulatorInForeground ? &simulator : &other; }
-    static std::uint32_t registerMessage() { return ++current->registrations, current->registeredNumber; }
+    static std::uint32_t registerMessage() { return current->registeredNumber; }
     static void post(std::uint32_t message, std::intptr_t w, std::intptr_t l)
     {
         current->broadcasts.push_back({message, w, l});
     }
     static void key(std::uint16_t virtualKey, bool up) { current->keys.push_back({virtualKey, up}); }
-    static void begin() { ++current->timerBegins; }
-    static void end() { ++current->timerEnds; }
-    const platform::WindowOps ops = {find, foreground, registerMessage, post, key, begin, end};
+    static void timer() {}
+    const platform::WindowOps ops = {find, foreground, registerMessage, post, key, timer, timer};
 };

@@ -2,7 +2,6 @@
 #include "kvserver.h"
 #include "serverfixture.h"
 #include "windowfixture.h"
-#include "xvfbserver.h"
 
 #include <QLineEdit>
 #include <QPlainTextEdit>
@@ -10,6 +9,7 @@
 #include <QTcpServer>
 
 #include <sys/mman.h>
+#include <unistd.h>
 
 using namespace WindowFixture;
 
@@ -23,42 +23,35 @@ const char *const scenarioText =
     "phase Practice 2\nset SessionNum 0\nrate SessionTime 1\n"
     "phase Race 3600\nset SessionNum 1\nrate SessionTime 1\nset RaceLaps 6\n";
 
-// The stand-in's output, a line at a time, kept for the whole test.
-class StandIn
+// The stand-in's output since its last start.
+struct StandIn
 {
-public:
-    bool start(const QString &scenario)
+    bool start(const QStringList &arguments)
     {
+        output.clear();
         process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        QObject::connect(&process, &QProcess::readyReadStandardOutput, [this] {
-            while (process.canReadLine())
-                lines.append(QString::fromUtf8(process.readLine()).trimmed());
-        });
-        process.start(QStringLiteral(KVB_SIMULATOR), {QStringLiteral("--scenario"), scenario});
-        return process.waitForStarted() && waitFor(QStringLiteral("publishing"));
+        process.start(QStringLiteral(KVB_SIMULATOR), arguments);
+        return process.waitForStarted() && waitFor("publishing");
     }
-    bool waitFor(const QString &prefix, int ms = 5000)
+    int count(const QByteArray &text) { return (output += process.readAllStandardOutput()).count(text); }
+    bool waitFor(const QByteArray &text, int ms = 5000)
     {
-        return QTest::qWaitFor([&] { return count(prefix) > 0; }, ms);
+        return QTest::qWaitFor([&] { return count(text) > 0; }, ms);
     }
-    int count(const QString &prefix) const
+    // Writes a command and waits for the stand-in's report of it.
+    bool send(const QByteArray &command)
     {
-        return int(std::count_if(lines.begin(), lines.end(),
-                                 [&](const QString &l) { return l.startsWith(prefix); }));
-    }
-    void send(const QByteArray &line) { process.write(line + "\n"); }
-    bool quit()
-    {
-        send("quit");
-        return process.waitForFinished(5000);
+        process.write(command + "\n");
+        return waitFor(command);
     }
 
     QProcess process;
-    QStringList lines;
+    QByteArray output;
 };
 } // namespace
 
-// Everything real: the simulator stand-in, the kvBeacon window on an X server, a TCP client.
+// Everything real: the simulator stand-in, the kvBeacon window on an X server, a TCP client;
+// then the simulator misbehaves under the client.
 class tst_EndToEnd : public QObject
 {
     Q_OBJECT
@@ -80,15 +73,14 @@ void tst_EndToEnd::liveSession()
     const quint16 port = probe.serverPort();
     probe.close();
     QTemporaryDir documents;
-    QFile(documents.filePath(QStringLiteral("controls.cfg"))).open(QIODevice::WriteOnly);
     startSettings({{"main/port", port},
                    {"main/autostartserver", true},
                    {"paths/iracingdocument",
                     makeDocuments(documents, "[Autochat Messages]\nAutoChatStr3=Box this lap\n")}});
 
     StandIn standIn;
-    QVERIFY(standIn.start(scenario));
-    QVERIFY(standIn.waitFor(QStringLiteral("window opened")));
+    QVERIFY(standIn.start({QStringLiteral("--scenario"), scenario}));
+    QVERIFY(standIn.waitFor("window opened"));
     kvBeacon w;
     w.show();
     QTRY_COMPARE_WITH_TIMEOUT(statusText(&w, 0), QStringLiteral("iRacing founded"), 3000);
@@ -110,8 +102,15 @@ void tst_EndToEnd::liveSession()
                 .startsWith(
                     QStringLiteral("(Server) - Listening to port %1\n(Server) - Connecting... ").arg(port)));
     QCOMPARE(ask(client, request(205, 2)), request(205, 2, "||Box this lap||||||||||||"));
-    standIn.send("set FuelLevel 33.5");
-    QTRY_VERIFY_WITH_TIMEOUT(ask(client, request(207, 3)).contains("\n    \"FuelLevel\": 33.5,\n"), 3000);
+    int id = 100;
+    const auto liveShows = [&](const char *fuel, int ms = 5000) {
+        const QByteArray line = QByteArray("\n    \"FuelLevel\": ") + fuel + ",\n";
+        return QTest::qWaitFor([&] { return ask(client, request(207, ++id)).contains(line); }, ms);
+    };
+    const auto fuelShows = [&](const char *fuel) {
+        return standIn.send("set FuelLevel " + QByteArray(fuel)) && liveShows(fuel);
+    };
+    QVERIFY(fuelShows("33.5"));
     const QByteArray live = ask(client, request(207, 4));
     QVERIFY2(live.contains("\"SessionNum\": 1,") && live.contains("\"RaceLaps\": 6,"), live.constData());
     const QByteArray info = ask(client, request(208, 5));
@@ -120,18 +119,16 @@ void tst_EndToEnd::liveSession()
 
     // A chat command reaches the stand-in's window as message 8 with the macro's number.
     QCOMPARE(ask(client, request(206, 6, "3")), QByteArray("@000021;206;000006;Button ok;"));
-    QVERIFY(standIn.waitFor(QStringLiteral("broadcast msg=8 var1=0 var2=2")));
+    QVERIFY(standIn.waitFor("broadcast msg=8 var1=0 var2=2"));
 
     // A key reaches it while it has the focus; the flag follows at the next session poll.
-    standIn.send("focus");
-    QVERIFY(standIn.waitFor(QStringLiteral("focused")));
-    int id = 100;
+    QVERIFY(standIn.send("focus"));
     QTRY_VERIFY_WITH_TIMEOUT(ask(client, request(209, ++id, "65")).endsWith(";KEY OK;") &&
-                                 standIn.waitFor(QStringLiteral("key up keycode="), 300),
+                                 standIn.waitFor("key up keycode=", 300),
                              6000);
     QTest::qWait(500); // keys of earlier tries still on their way
-    const int keysPressed = standIn.count(QStringLiteral("key down"));
-    QCOMPARE(standIn.lines.filter(QStringLiteral("keysym=a")).size(), 2 * keysPressed);
+    const int keysPressed = standIn.count("key down");
+    QCOMPARE(standIn.count("keysym=a\n"), 2 * keysPressed);
 
     // ...and nowhere while another window has it.
     QLineEdit other;
@@ -142,32 +139,44 @@ void tst_EndToEnd::liveSession()
     QTest::qWait(2500); // two session polls at the least
     QCOMPARE(ask(client, request(209, 8, "66")), QByteArray("@000018;209;000008;KEY OK;"));
     QTest::qWait(500);
-    QCOMPARE(standIn.count(QStringLiteral("key down")), keysPressed);
+    QCOMPARE(standIn.count("key down"), keysPressed);
     QVERIFY2(other.text().isEmpty(), qPrintable(other.text()));
 
-    // The simulator goes away: the status says so, the values stay.
-    QVERIFY(standIn.quit());
+    // Killed in the middle of the session: the status says so, the values stay.
+    standIn.process.kill();
+    QVERIFY(standIn.process.waitForFinished());
     QTRY_COMPARE_WITH_TIMEOUT(statusText(&w, 0), QStringLiteral("iRacing not found"), 3000);
     QCOMPARE(child<QLabel>(&w, "label_trackname")->text(), QStringLiteral("e2e_track"));
-    QVERIFY(ask(client, request(207, 9)).contains("\"FuelLevel\": 33.5,"));
-
-    // It comes back: the link attaches again and the values move on.
-    StandIn again;
-    QVERIFY(again.start(scenario));
+    QVERIFY(liveShows("33.5", 0));
+    // Back with lower ticks: the link attaches again and the values move on.
+    QVERIFY(standIn.start({QStringLiteral("--scenario"), scenario, QStringLiteral("--start-tick"), "1"}));
     QTRY_COMPARE_WITH_TIMEOUT(statusText(&w, 0), QStringLiteral("iRacing founded"), 3000);
-    again.send("set FuelLevel 11.25");
-    QTRY_VERIFY_WITH_TIMEOUT(ask(client, request(207, 10)).contains("\"FuelLevel\": 11.25,"), 5000);
+    QVERIFY(fuelShows("11.25"));
+    // Its status bit cleared: no rows, the last values stand; then it publishes again.
+    QVERIFY(standIn.send("stop") && standIn.send("set FuelLevel 22.5"));
+    QTest::qWait(500);
+    QVERIFY(liveShows("11.25", 0) && standIn.send("start") && liveShows("22.5"));
+    // Its row length changes under the client.
+    QVERIFY(standIn.send("rowlength 7000") && fuelShows("1.5"));
+    QVERIFY(standIn.send("rowlength 5000") && fuelShows("2.5"));
     w.close();
-    QVERIFY(again.quit());
+    standIn.process.write("quit\n");
+    QVERIFY(standIn.process.waitForFinished(5000));
     shm_unlink("/IRSDKMemMapFileName");
     shm_unlink("/IRSDKDataValidEvent");
 }
 
 int main(int argc, char **argv)
 {
-    XvfbServer xvfb;
-    if (!xvfb.start()) {
-        std::fprintf(stderr, "no X server for the end-to-end test\n");
+    // An X server of its own, on which the window, the stand-in and the injected keys all meet:
+    // the test runs itself again under xvfb-run.
+    if (!qEnvironmentVariableIsSet("KVB_E2E_XVFB")) {
+        qputenv("KVB_E2E_XVFB", "1");
+        std::vector<char *> args = {const_cast<char *>("xvfb-run"), const_cast<char *>("-a"),
+                                    const_cast<char *>("-s"), const_cast<char *>("-screen 0 1280x800x24")};
+        args.insert(args.end(), argv, argv + argc + 1);
+        execvp(args.front(), args.data());
+        std::fprintf(stderr, "no X server for the end-to-end test: xvfb-run did not start\n");
         return 1;
     }
     qputenv("QT_QPA_PLATFORM", "xcb");

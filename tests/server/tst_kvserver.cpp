@@ -1,96 +1,57 @@
+#include "appsettings.h"
 #include "serverfixture.h"
+
+#include <QTemporaryDir>
 
 class tst_kvServer : public QObject
 {
     Q_OBJECT
 private slots:
-    void listensAndLogs();
-    void listenFailureIsLogged();
-    void secondFrameWaitsForMoreData();
-    void severalClientsAndOneDisconnect();
-    void stopEndsEveryConnection();
+    void clientsLogsAndTheSecondFrame();
     void failedSocketLeavesNoClient();
+    void replies_data();
+    void replies();
+    void documentsAndChatTexts();
 };
 
-void tst_kvServer::listensAndLogs()
+// A client's id is its connection's descriptor, and each has its own.
+void tst_kvServer::clientsLogsAndTheSecondFrame()
 {
     ServerWithClient f;
-    QVERIFY(f.server.isListening() && f.server.serverPort() != 0);
-    QCOMPARE(
-        f.logTexts(),
-        QStringList(
-            {QStringLiteral("(Server) - Listening to port 0"),
-             QStringLiteral("(Server) - Connecting... %1").arg(f.server.currentThread->socketDescriptor)}));
-    QCOMPARE(f.server.clientCount(), 1);
-    QVERIFY(f.server.clientConnected);
+    const QString id = QString::number(f.server.currentThread->socketDescriptor);
+    QCOMPARE(f.logTexts(), QStringList({"(Server) - Listening to port 0", "(Server) - Connecting... " + id}));
+    QCOMPARE(ask(f.client, request(203, 4)), request(203, 4, id.toLatin1()));
+    QCOMPARE(f.logTexts().last(), "(Server) - Get Client ID: " + id);
     // Bytes without a head are reported and the connection is still served.
     f.client.write("@000012;");
     QTRY_COMPARE(f.logTexts().count(QStringLiteral("Client: Header not found.")), 1);
-    QCOMPARE(ask(f.client, request(202, 8)), QByteArray("@000021;202;000008;kv-Beacon;"));
-}
-
-void tst_kvServer::listenFailureIsLogged()
-{
-    ServerWithClient first;
-    kvServer second(nullptr, nullptr);
-    QSignalSpy log(&second, &kvServer::sigDebugString);
-    second.StartServer(QStringLiteral("127.0.0.1"), first.server.serverPort());
-    QVERIFY(!second.isListening());
-    QCOMPARE(log.count(), 1);
-    QCOMPARE(log.at(0).at(0).toString(), QStringLiteral("(Server) - Could not start server"));
-}
-
-void tst_kvServer::secondFrameWaitsForMoreData()
-{
-    ServerWithClient f;
+    // A frame behind another in the same arrival waits for more data.
     f.client.write(request(202, 1) + request(202, 2));
     QCOMPARE(nextFrame(f.client), QByteArray("@000021;202;000001;kv-Beacon;"));
     QVERIFY(nextFrame(f.client, 200).isEmpty());
     QCOMPARE(ask(f.client, request(202, 3)), QByteArray("@000021;202;000002;kv-Beacon;"));
-}
 
-void tst_kvServer::severalClientsAndOneDisconnect()
-{
-    ServerWithClient f;
     QTcpSocket b, c;
-    QSet<QByteArray> ids;
-    for (QTcpSocket *client : {&f.client, &b, &c}) {
-        if (client != &f.client)
-            client->connectToHost(QHostAddress::LocalHost, f.server.serverPort());
-        ids.insert(WireMessage(ask(*client, request(203, 1))).payload.chopped(1).toLatin1());
+    QSet<QByteArray> ids{id.toLatin1()};
+    for (QTcpSocket *client : {&b, &c}) {
+        client->connectToHost(QHostAddress::LocalHost, f.server.serverPort());
+        ids.insert(ask(*client, request(203, 1)).mid(19).chopped(1));
     }
-    QCOMPARE(ids.size(), 3);
-    QCOMPARE(f.server.clientCount(), 3);
+    QVERIFY(ids.size() == 3 && f.server.clientCount() == 3);
     QSignalSpy counts(&f.server, &kvServer::sigClientCountChanged);
-    const QByteArray gone = WireMessage(ask(b, request(203, 2))).payload.chopped(1).toLatin1();
-    b.disconnectFromHost();
-    QTRY_VERIFY(f.logTexts().contains("(Server) - Client disconnected ID:" + QString::fromLatin1(gone)));
+    f.client.disconnectFromHost();
+    QTRY_VERIFY(f.logTexts().contains("(Server) - Client disconnected ID:" + id));
     QTRY_COMPARE(counts.count(), 1);
     QCOMPARE(counts.at(0).at(0).toInt(), 2);
     // Any disconnect stops the publishing, though two clients remain.
     QVERIFY(!f.server.clientConnected);
     QCOMPARE(ask(c, request(202, 5)), QByteArray("@000021;202;000005;kv-Beacon;"));
-}
 
-void tst_kvServer::stopEndsEveryConnection()
-{
-    ServerWithClient f;
-    QTcpSocket b;
-    b.connectToHost(QHostAddress::LocalHost, f.server.serverPort());
-    QCOMPARE(ask(b, request(202, 1)).size(), 29);
-    f.client.write("@000050;202;0000"); // the rest never comes
-    QTRY_COMPARE(f.server.clientCount(), 2);
-    QTest::qWait(100);
-    QElapsedTimer clock;
-    clock.start();
-    f.server.StopServer();
-    // The read loop may wait 10 s for a body; a stop cuts that short.
-    QVERIFY2(clock.elapsed() < 5000, QByteArray::number(clock.elapsed()).constData());
-    QVERIFY(!f.server.isListening());
-    for (QTcpSocket *client : {&f.client, &b})
-        QTRY_COMPARE(client->state(), QAbstractSocket::UnconnectedState);
-    QTRY_COMPARE(f.server.clientCount(), 0);
-    QTRY_VERIFY(f.server.findChildren<kvServerThread *>().isEmpty());
+    kvServer second(nullptr, nullptr); // on a port in use
+    QSignalSpy log(&second, &kvServer::sigDebugString);
+    second.StartServer(QStringLiteral("127.0.0.1"), f.server.serverPort());
+    QVERIFY(!second.isListening() && log.count() == 1);
+    QCOMPARE(log.at(0).at(0).toString(), QStringLiteral("(Server) - Could not start server"));
 }
 
 namespace {
@@ -110,7 +71,98 @@ void tst_kvServer::failedSocketLeavesNoClient()
     QTRY_VERIFY(server.currentThread == nullptr);
     QVERIFY(!server.clientConnected);
     QCOMPARE(server.clientCount(), 0);
-    server.StopServer();
+}
+
+void tst_kvServer::replies_data()
+{
+    QTest::addColumn<QByteArray>("frame");
+    QTest::addColumn<QByteArray>("reply"); // empty: no reply
+    QTest::addColumn<QString>("log");      // empty: no line
+    QTest::addColumn<int>("chat");         // the macro index passed on; -9: none
+    QTest::addColumn<int>("key");          // the key passed on; -9: none
+    const auto row = [](const char *name, const QByteArray &frame, const QByteArray &reply, int chat = -9,
+                        int key = -9, const QString &log = QString()) {
+        QTest::newRow(name) << frame << reply << log << chat << key;
+    };
+    const QByteArray ok("@000021;206;000042;Button ok;"), keyOk("@000018;209;000003;KEY OK;"), none;
+    row("202", request(202, 7), "@000021;202;000007;kv-Beacon;", -9, -9,
+        "(Server) - Get Server name: kvBeacon");
+    row("201", request(201, 5, "Pit wall"), none, -9, -9, "(Server) - Client Name: Pit wall");
+    row("201, no name", request(201, 5), none, -9, -9, "(Server) - Client Name: ");
+    row("205 without a folder", request(205, 2), "@000029;205;000002;iRacing not found;");
+    row("206: 3 is the third macro", request(206, 42, "3"), ok, 2);
+    row("206: 1", request(206, 42, "1"), ok, 0);
+    row("206: no number", request(206, 42, "x"), ok, -1);
+    row("206: 19-byte frame", "@000011;206;000042;", ok, -1);
+    row("209: key 13", request(209, 3, "13"), keyOk, -9, 13);
+    row("209: missing separator loses a digit", "@000013;209;000003;12", keyOk, -9, 1);
+    row("209: no number", request(209, 3, "F1"), keyOk, -9, 0);
+    row("209: 19-byte frame", "@000011;209;000003;", keyOk, -9, 0);
+    row("204", request(204, 1, "anything;"), none);
+    row("200", request(200, 1), none);
+    row("210", request(210, 1), none);
+    row("command no number", "@000012;abc;000001;;", none);
+    row("refused: 18 bytes", "@000010;202;000001", none);
+}
+
+void tst_kvServer::replies()
+{
+    QFETCH(QByteArray, frame);
+    QFETCH(QByteArray, reply);
+    QFETCH(QString, log);
+    QFETCH(int, chat);
+    QFETCH(int, key);
+    ServerWithClient f;
+    QSignalSpy chats(&f.server, &kvServer::sigButtonChatClicked), keys(&f.server, &kvServer::sigKeyboardKey);
+    f.client.write(frame);
+    QTRY_COMPARE(ServerWithClient::framesIn.load(), 1);
+    if (!reply.isEmpty())
+        QCOMPARE(nextFrame(f.client), reply);
+    // Nothing else came: the next reply is the next thing on the wire.
+    QCOMPARE(ask(f.client, request(202, 9)), QByteArray("@000021;202;000009;kv-Beacon;"));
+    QStringList lines = f.logTexts().mid(2);
+    QCOMPARE(lines.takeLast(), QStringLiteral("(Server) - Get Server name: kvBeacon"));
+    QCOMPARE(lines, log.isEmpty() ? QStringList() : QStringList(log));
+    if (!log.isEmpty()) // a client's name is logged at level 1, everything else at 0
+        QCOMPARE(f.log.at(2).at(1).toInt(), frame.mid(8, 3) == "201" ? 1 : 0);
+    QCOMPARE(chats.count() ? chats.at(0).at(0).toInt() : -9, chat);
+    QCOMPARE(keys.count() ? keys.at(0).at(0).toInt() : -9, key);
+    QVERIFY(chats.count() <= 1 && keys.count() <= 1);
+}
+
+// Before any publish, the start values; the texts themselves are pinned where they are built.
+// A folder chosen while the client is connected counts at once.
+void tst_kvServer::documentsAndChatTexts()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QTemporaryDir first, second;
+    for (QTemporaryDir *dir : {&first, &second}) {
+        QFile ini(dir->filePath(QStringLiteral("app.ini")));
+        QVERIFY(ini.open(QIODevice::WriteOnly));
+        ini.write(dir == &first ? "[Autochat Messages]\nAutoChatStr1=one\n"
+                                : "[Autochat Messages]\nAutoChatStr2=two\n");
+    }
+    QObject owner;
+    AppSettings settings(&owner);
+    settings.setIracingDocumentPath(first.path());
+    ServerWithClient f(&settings);
+    QCOMPARE(ask(f.client, request(208, 11)),
+             WireMessage(208, 11, SessionData::documentText(SessionData().InfoDocument())).data);
+    QCOMPARE(ask(f.client, request(207, 12)),
+             WireMessage(207, 12, SessionData::documentText(SessionData().LiveDocument())).data);
+    QCOMPARE(ask(f.client, request(205, 1)), request(205, 1, "one||||||||||||||"));
+    settings.setIracingDocumentPath(second.path());
+    QCOMPARE(ask(f.client, request(205, 2)), request(205, 2, "|two|||||||||||||"));
+
+    SessionData record;
+    record.TrackName = QStringLiteral("N\u00FCrburgring");
+    record.FuelLevel = 0.1f;
+    f.server.publish(record);
+    QVERIFY(ask(f.client, request(208, 1)).endsWith("    \"WI.Trackname\": \"N\xc3\xbcrburgring\"\n}\n"));
+    // The length field counts characters, one fewer than the bytes of this body: ";" is left over.
+    QTRY_COMPARE(f.client.bytesAvailable(), qint64(1));
+    QCOMPARE(f.client.readAll(), QByteArray(";"));
+    QVERIFY(ask(f.client, request(207, 2)).contains("\n    \"FuelLevel\": 0.10000000149011612,\n"));
 }
 
 QTEST_MAIN(tst_kvServer)

@@ -2,6 +2,7 @@
 #include "fakewindows.h"
 #include "sessionpoll.h"
 #include "telemetrypoll.h"
+#include "variables.h"
 
 #include <QtTest>
 
@@ -15,17 +16,12 @@ const char *const sessionText =
     "DriverInfo:\n DriverCarFuelKgPerLtr: 0.750\n DriverCarFuelMaxLtr: lots\n"
     " DriverCarMaxFuelPct: 1.000\n...\n";
 
-// "FuelUsePerHour" is left out: a variable the simulator does not have reads as 0.
+// The stand-in's variables but "FuelUsePerHour": one the simulator lacks reads as 0.
 std::vector<RegionLayout::Variable> pollVariables()
 {
-    return {{"SessionTime", 5, 1},     {"SessionNum", 2, 1},        {"SessionLapsRemain", 2, 1},
-            {"SessionFlags", 3, 1},    {"DisplayUnits", 2, 1},      {"IsOnTrack", 1, 1},
-            {"IsReplayPlaying", 1, 1}, {"PlayerCarPosition", 2, 1}, {"PlayerCarClassPosition", 2, 1},
-            {"PlayerCarIdx", 2, 1},    {"RaceLaps", 2, 1},          {"TrackTempCrew", 4, 1},
-            {"AirTemp", 4, 1},         {"WeatherType", 2, 1},       {"Skies", 2, 1},
-            {"AirDensity", 4, 1},      {"AirPressure", 4, 1},       {"WindVel", 4, 1},
-            {"WindDir", 4, 1},         {"RelativeHumidity", 4, 1},  {"FogLevel", 4, 1},
-            {"FuelLevel", 4, 1},       {"FuelLevelPct", 4, 1}};
+    std::vector<RegionLayout::Variable> all = simulatorVariables();
+    all.erase(std::find_if(all.begin(), all.end(), [](const auto &v) { return v.name == "FuelUsePerHour"; }));
+    return all;
 }
 
 // The simulator with its window, a new row during every wait of a poll.
@@ -67,14 +63,18 @@ void tst_Polls::texts_data()
     QTest::addColumn<QString>("time");
     QTest::addColumn<int>("laps");
     QTest::addColumn<QString>("lapsText");
-    QTest::newRow("start values") << -1.0 << -1.0 << "/" << -1 << "0/-1";
-    QTest::newRow("elapsed, no limit") << 3725.0 << -1.0 << "01:02:05/" << 32767 << "0/unlimited";
-    QTest::newRow("two hour limit") << 3725.0 << 7200.0 << "01:02:05/02:00" << 32768 << "0/32768";
-    QTest::newRow("cut, not rounded") << 59.9996 << 600.0 << "00:00:59/00:10" << 12 << "0/12";
-    QTest::newRow("limit of exactly a day") << 10.0 << 86400.0 << "00:00:10/" << 0 << "0/0";
-    QTest::newRow("elapsed of a day") << 86400.0 << 600.0 << "/00:10" << 0 << "0/0";
-    QTest::newRow("just under a day") << 86399.999 << 0.0 << "23:59:59/00:00" << 0 << "0/0";
-    QTest::newRow("far beyond 32 bits") << 1e12 << -1e12 << "/" << 0 << "0/0";
+    const auto row = [](const char *name, double elapsed, double limit, const char *time, int laps,
+                        const char *lapsText) {
+        QTest::newRow(name) << elapsed << limit << QString(time) << laps << QString(lapsText);
+    };
+    row("start values", -1.0, -1.0, "/", -1, "0/-1");
+    row("elapsed, no limit", 3725.0, -1.0, "01:02:05/", 32767, "0/unlimited");
+    row("two hour limit", 3725.0, 7200.0, "01:02:05/02:00", 32768, "0/32768");
+    row("cut, not rounded", 59.9996, 600.0, "00:00:59/00:10", 12, "0/12");
+    row("limit of exactly a day", 10.0, 86400.0, "00:00:10/", 0, "0/0");
+    row("elapsed of a day", 86400.0, 600.0, "/00:10", 0, "0/0");
+    row("just under a day", 86399.999, 0.0, "23:59:59/00:00", 0, "0/0");
+    row("far beyond 32 bits", 1e12, -1e12, "/", 0, "0/0");
 }
 
 void tst_Polls::texts()
@@ -92,74 +92,58 @@ void tst_Polls::texts()
 void tst_Polls::states()
 {
     Simulator s;
-    s.windows.simulatorWindow = false;
-    SessionPoll::Report report = s.poll(false);
-    QCOMPARE(report.status, QStringLiteral("iRacing not found"));
-    QVERIFY(!report.showLabels && !report.startTelemetry && !s.found);
-
-    s.windows.simulatorWindow = true;
-    s.sim.mappingPresent = false;
-    report = s.poll(false);
-    QCOMPARE(report.status, QStringLiteral("iRacing not startet"));
-    QVERIFY(!report.showLabels && !report.startTelemetry && !s.found);
-
-    s.sim.mappingPresent = true;
-    s.windows.simulatorInForeground = true;
-    report = s.poll(false);
-    QCOMPARE(report.status, QStringLiteral("iRacing founded"));
-    QVERIFY(report.showLabels && report.startTelemetry && s.found && s.foreground);
+    const auto poll = [&](bool window, bool mapping, bool foreground, bool telemetryRunning) {
+        s.windows.simulatorWindow = window;
+        s.sim.mappingPresent = mapping;
+        s.windows.simulatorInForeground = foreground;
+        const SessionPoll::Report r = s.poll(telemetryRunning);
+        return QStringList({r.status, QString::number(r.showLabels), QString::number(r.startTelemetry),
+                            QString::number(s.found), QString::number(s.foreground)})
+            .join(QLatin1Char(' '));
+    };
+    QCOMPARE(poll(false, true, true, false), QStringLiteral("iRacing not found 0 0 0 0"));
+    QCOMPARE(poll(true, false, true, false), QStringLiteral("iRacing not startet 0 0 0 0"));
+    QCOMPARE(poll(true, true, true, false), QStringLiteral("iRacing founded 1 1 1 1"));
     // The labels show what the previous poll read.
+    const SessionPoll::Report report = s.poll();
     QCOMPARE(QStringList({report.time, report.laps, report.type, report.track}),
              QStringList({"/", "0/-1", "n/a", "n/a"}));
     // Once found, no attach is tried and the fast poll is not started again.
-    const int opens = s.sim.mappingOpens;
-    s.windows.simulatorInForeground = false;
-    report = s.poll(true);
-    QVERIFY(!report.startTelemetry && !s.foreground);
-    QCOMPARE(s.sim.mappingOpens, opens);
+    QCOMPARE(poll(true, false, false, true), QStringLiteral("iRacing founded 1 0 1 0"));
     // The window goes: no key may go to whatever has the focus now.
-    s.windows.simulatorInForeground = true;
-    s.poll();
-    s.windows.simulatorWindow = false;
-    QVERIFY(!s.poll().showLabels && !s.foreground && !s.found);
+    QCOMPARE(poll(true, true, true, true), QStringLiteral("iRacing founded 1 0 1 1"));
+    QCOMPARE(poll(false, true, true, true), QStringLiteral("iRacing not found 0 0 0 0"));
 }
 
 void tst_Polls::sessionText()
 {
     Simulator s;
-    s.poll();
+    const auto fields = [&](int sessionNum) {
+        s.record.SessionNum = sessionNum;
+        s.poll();
+        const SessionData &r = s.record;
+        return QStringLiteral("%1 %2 %3 %4 %5 %6 %7 %8 %9 %10 %11")
+            .arg(r.TrackName)
+            .arg(r.NumCarTypes)
+            .arg(r.NumCarClasses)
+            .arg(r.NumSessions)
+            .arg(r.SessionType)
+            .arg(r.SessionLaps)
+            .arg(r.SessionTime)
+            .arg(r.SessionNumLapsToAvg)
+            .arg(double(r.DriverCarFuelKgPerLtr))
+            .arg(double(r.DriverCarFuelMaxLtr))
+            .arg(double(r.DriverCarMaxFuelPct));
+    };
     s.poll(); // the link's first wait never gives a row
-    QCOMPARE(s.record.TrackName, QStringLiteral("test_track"));
-    QCOMPARE(s.record.NumCarTypes, 2);
-    QCOMPARE(s.record.NumCarClasses, 0); // no number: 0
-    QCOMPARE(s.record.NumSessions, 2);
-    QCOMPARE(s.record.SessionType, QStringLiteral("n/a")); // the rest waits for the session's number
-    QCOMPARE(s.record.DriverCarFuelKgPerLtr, 0.0f);
-
-    s.record.SessionNum = 0;
-    s.poll();
-    QCOMPARE(s.record.SessionType, QStringLiteral("Practice"));
-    QCOMPARE(s.record.SessionLaps, 32767);
-    QCOMPARE(s.record.SessionTime, 600.5);
-    QCOMPARE(s.record.SessionNumLapsToAvg, 5);
-    QCOMPARE(s.record.DriverCarFuelKgPerLtr, 0.75f);
-    QCOMPARE(s.record.DriverCarFuelMaxLtr, 0.0f); // no number: 0.0
-    QCOMPARE(s.record.DriverCarMaxFuelPct, 1.0f);
-    const SessionPoll::Report report = s.poll();
-    QCOMPARE(QStringList({report.type, report.laps}), QStringList({"Practice", "0/unlimited"}));
-
+    // What is no number reads as 0; the rest waits for the session's number.
+    QCOMPARE(fields(-1), QStringLiteral("test_track 2 0 2 n/a -1 -1 -1 0 0 0"));
+    QCOMPARE(fields(0), QStringLiteral("test_track 2 0 2 Practice 32767 600.5 5 0.75 0 1"));
+    QCOMPARE(QStringList({s.poll().type, s.poll().laps}), QStringList({"Practice", "0/unlimited"}));
     // The next session: a number and "unlimited" change places; what its item lacks stays.
-    s.record.SessionNum = 1;
-    s.poll();
-    QCOMPARE(s.record.SessionType, QStringLiteral("Race"));
-    QCOMPARE(s.record.SessionLaps, 12);
-    QCOMPARE(s.record.SessionTime, -1.0);
-    QCOMPARE(s.record.SessionNumLapsToAvg, 5);
+    QCOMPARE(fields(1), QStringLiteral("test_track 2 0 2 Race 12 -1 5 0.75 0 1"));
     // A session without an item keeps the values of the one before.
-    s.record.SessionNum = 4;
-    s.poll();
-    QCOMPARE(s.record.SessionType, QStringLiteral("Race"));
-
+    QCOMPARE(fields(4), QStringLiteral("test_track 2 0 2 Race 12 -1 5 0.75 0 1"));
     // Without a new row the session text is not read, but the rest of the poll runs.
     s.sim.onWait = nullptr;
     s.record.TrackName = QStringLiteral("kept");

@@ -1,6 +1,10 @@
-#include "sessiondata.h"
+#include "publishedsession.h"
 
 #include <QtTest>
+
+#include <atomic>
+#include <thread>
+#include <vector>
 
 class tst_SessionData : public QObject
 {
@@ -8,6 +12,7 @@ class tst_SessionData : public QObject
 private slots:
     void documentsOfStartValues();
     void infoDocument();
+    void readersSeeWholeRecords();
 };
 
 void tst_SessionData::documentsOfStartValues()
@@ -51,6 +56,49 @@ void tst_SessionData::infoDocument()
             "    \"DI.DriverCarMaxFuelPct\": 1,\n    \"SI.SessionLaps\": 32767,\n    \"SI.SessionNum\": 3,\n"
             "    \"SI.SessionTime\": 5400,\n    \"SI.SessionType\": \"Race\",\n"
             "    \"WI.Trackname\": \"Aut\u00F3dromo \\\"a\\\\b\\\"\"\n}\n"));
+}
+
+// Readers on other threads while the working record is changed in place between publishes,
+// as the polls do: each snapshot is one whole record, never older than the last one seen,
+// and stays as it was however long it is held.
+void tst_SessionData::readersSeeWholeRecords()
+{
+    const auto whole = [](const PublishedSession::Snapshot &s) {
+        const int k = s.record.SessionNum;
+        return s.record.RaceLaps == k && s.record.SessionTime == k &&
+               s.infoText().contains(QStringLiteral("\"WI.Trackname\": \"Track %1\"").arg(k)) &&
+               s.liveText().contains(QStringLiteral("\"RaceLaps\": %1,").arg(k));
+    };
+    PublishedSession published;
+    QCOMPARE(published.snapshot()->infoText(), SessionData::documentText(SessionData().InfoDocument()));
+    SessionData working;
+    const auto publish = [&](int k) {
+        working.SessionNum = working.RaceLaps = k;
+        working.SessionTime = k;
+        working.TrackName = QStringLiteral("Track %1").arg(k);
+        published.publish(working);
+    };
+    publish(0);
+    const auto held = published.snapshot();
+    std::atomic<bool> done{false};
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> readers;
+    for (int i = 0; i < 4; ++i)
+        readers.emplace_back([&] {
+            for (int last = 0; !done;) {
+                const auto snapshot = published.snapshot();
+                wrong += !whole(*snapshot) || snapshot->record.SessionNum < last;
+                last = snapshot->record.SessionNum;
+            }
+        });
+    for (int k = 1; k <= 20000; ++k)
+        publish(k);
+    done = true;
+    for (std::thread &t : readers)
+        t.join();
+    QCOMPARE(wrong.load(), 0);
+    QVERIFY(whole(*held) && held->record.TrackName == QStringLiteral("Track 0"));
+    QCOMPARE(published.snapshot()->record.SessionNum, 20000);
 }
 
 QTEST_APPLESS_MAIN(tst_SessionData)

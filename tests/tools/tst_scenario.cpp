@@ -4,44 +4,30 @@
 
 #include <sstream>
 
+// The stand-in's scenarios: what a wrong one is told, and how phases move the values.
 class tst_Scenario : public QObject
 {
     Q_OBJECT
 private slots:
-    void errors_data();
-    void errors();
-    void phasesMoveTheValues();
+    void errorsAndPhases();
 };
 
-void tst_Scenario::errors_data()
-{
-    QTest::addColumn<QByteArray>("text");
-    QTest::addColumn<QString>("error");
-    QTest::newRow("no phase") << QByteArray("# nothing\n") << "line 1: no phase";
-    QTest::newRow("unknown keyword") << QByteArray("phase A 1\nwobble X 1\n")
-                                     << "line 2: unknown keyword \"wobble\"";
-    QTest::newRow("motion before a phase") << QByteArray("set X 1\n") << "line 1: set before the first phase";
-    QTest::newRow("ramp, one value") << QByteArray("phase A 1\nramp X 1\n")
-                                     << "line 2: ramp needs a variable and two values";
-    QTest::newRow("no duration") << QByteArray("phase A\n")
-                                 << "line 1: phase needs a name and a duration in seconds above 0";
-    QTest::newRow("text not closed") << QByteArray("session-text-begin\nA: 1\n")
-                                     << "line 2: session-text-begin without session-text-end";
-}
-
-void tst_Scenario::errors()
-{
-    QFETCH(QByteArray, text);
-    QFETCH(QString, error);
-    std::istringstream in(text.toStdString());
-    std::string message;
-    QVERIFY(!Scenario().parse(in, &message));
-    QCOMPARE(QString::fromStdString(message), error);
-}
-
 // A ramp runs across its phase, a rate runs on into the next, a loop starts again from the top.
-void tst_Scenario::phasesMoveTheValues()
+void tst_Scenario::errorsAndPhases()
 {
+    const auto error = [](const char *text) {
+        std::istringstream in(text);
+        std::string message;
+        return QString::fromStdString(Scenario().parse(in, &message) ? "parsed" : message);
+    };
+    QCOMPARE(error("# nothing\n"), QStringLiteral("line 1: no phase"));
+    QCOMPARE(error("phase A 1\nwobble X 1\n"), QStringLiteral("line 2: unknown keyword \"wobble\""));
+    QCOMPARE(error("set X 1\n"), QStringLiteral("line 1: set before the first phase"));
+    QCOMPARE(error("phase A 1\nramp X 1\n"), QStringLiteral("line 2: ramp needs a variable and two values"));
+    QCOMPARE(error("phase A\n"),
+             QStringLiteral("line 1: phase needs a name and a duration in seconds above 0"));
+    QCOMPARE(error("session-text-begin\nA: 1\n"),
+             QStringLiteral("line 2: session-text-begin without session-text-end"));
     std::istringstream in(
         "session-text-begin\r\nA: 1\r\nsession-text-end\r\nphase One 10\nset N 3\nramp F 100 50\n"
         "rate T 2\nphase Two 10\nset N 4\nrate T 1\nloop\n");
