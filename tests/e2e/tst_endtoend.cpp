@@ -6,6 +6,7 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QProcess>
+#include <QPushButton>
 #include <QTcpServer>
 
 #include <sys/mman.h>
@@ -73,6 +74,7 @@ void tst_EndToEnd::liveSession()
     const quint16 port = probe.serverPort();
     probe.close();
     QTemporaryDir documents;
+    QFile(documents.filePath(QStringLiteral("controls.cfg"))).open(QIODevice::WriteOnly);
     startSettings({{"main/port", port},
                    {"main/autostartserver", true},
                    {"paths/iracingdocument",
@@ -159,6 +161,11 @@ void tst_EndToEnd::liveSession()
     // Its row length changes under the client.
     QVERIFY(standIn.send("rowlength 7000") && fuelShows("1.5"));
     QVERIFY(standIn.send("rowlength 5000") && fuelShows("2.5"));
+    // Stopped by the user: the client's connection goes, the polls run on without a server.
+    QTest::mouseClick(child<QPushButton>(&w, "pushButton_startServer"), Qt::LeftButton);
+    QTRY_COMPARE(client.state(), QAbstractSocket::UnconnectedState);
+    QVERIFY(standIn.send("set FuelLevel 3.5"));
+    QTest::qWait(300); // a few rows for the fast poll
     w.close();
     standIn.process.write("quit\n");
     QVERIFY(standIn.process.waitForFinished(5000));

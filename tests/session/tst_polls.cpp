@@ -122,18 +122,11 @@ void tst_Polls::sessionText()
         s.record.SessionNum = sessionNum;
         s.poll();
         const SessionData &r = s.record;
-        return QStringLiteral("%1 %2 %3 %4 %5 %6 %7 %8 %9 %10 %11")
-            .arg(r.TrackName)
-            .arg(r.NumCarTypes)
-            .arg(r.NumCarClasses)
-            .arg(r.NumSessions)
-            .arg(r.SessionType)
-            .arg(r.SessionLaps)
-            .arg(r.SessionTime)
-            .arg(r.SessionNumLapsToAvg)
-            .arg(double(r.DriverCarFuelKgPerLtr))
-            .arg(double(r.DriverCarFuelMaxLtr))
-            .arg(double(r.DriverCarMaxFuelPct));
+        const auto n = [](double value) { return QString::number(value); };
+        return QStringList({r.TrackName, n(r.NumCarTypes), n(r.NumCarClasses), n(r.NumSessions),
+                            r.SessionType, n(r.SessionLaps), n(r.SessionTime), n(r.SessionNumLapsToAvg),
+                            n(r.DriverCarFuelKgPerLtr), n(r.DriverCarFuelMaxLtr), n(r.DriverCarMaxFuelPct)})
+            .join(QLatin1Char(' '));
     };
     s.poll(); // the link's first wait never gives a row
     // What is no number reads as 0; the rest waits for the session's number.
@@ -169,12 +162,9 @@ void tst_Polls::telemetry()
     for (int i = 0; i + 1 < values.size(); i += 2)
         sim.setEverywhere(values.at(i).toStdString(), values.at(i + 1).toDouble());
     record.FuelUsePerHour = 9;
-    std::int32_t tick = 0;
     bool read = false;
-    for (int i = 0; i < 3 && !read; ++i) {
-        sim.nextRow(++tick);
-        read = TelemetryPoll::run(record);
-    }
+    for (std::int32_t tick = 1; tick <= 3 && !read; ++tick)
+        read = (sim.nextRow(tick), TelemetryPoll::run(record));
     QVERIFY(read);
     // Bytes keep their low 8 bits: 255 is -1, 257 is 1, 128 is -128.
     QCOMPARE(

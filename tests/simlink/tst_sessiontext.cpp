@@ -8,7 +8,7 @@ class tst_SessionText : public QObject
 private slots:
     void query_data();
     void query();
-    void refusedArguments();
+    void textOfItsSize();
 };
 
 void tst_SessionText::query_data()
@@ -29,33 +29,23 @@ void tst_SessionText::query_data()
     };
     ex("track name", "WeekendInfo:TrackName:", true, "sample_speedway");
     ex("race type", "SessionInfo:Sessions:SessionNum:{1}SessionType:", true, "Race");
-    ex("practice time", "SessionInfo:Sessions:SessionNum:{0}SessionTime:", true, "600.0000 sec");
     ex("same depth as the match goes on", "WeekendInfo:DriverCarFuelMaxLtr:", true, "110.000");
     ex("shallower line ends the search", "SessionInfo:Sessions:DriverInfo:", false, "");
-    ex("key before its parent", "SessionInfo:TrackName:", false, "");
     ex("item scope runs on", "SessionInfo:Sessions:SessionNum:{0}SessionNumLapsToAvg:", true, "3");
     ex("missing in the last item", "SessionInfo:Sessions:SessionNum:{1}SessionTime:", false, "");
     ex("no such session", "SessionInfo:Sessions:SessionNum:{2}SessionType:", false, "");
     ex("parent key alone is empty", "WeekendInfo:", true, "");
     ex("path ending in a value component", "SessionInfo:Sessions:SessionNum:{1}", true, "1");
     ex("missing colon in the path", "WeekendInfo:TrackName", false, "");
-    ex("closing dots are a key", "...", true, "");
-    ex("unclosed brace matches nothing", "SessionInfo:Sessions:SessionNum:{1SessionType:", false, "");
     row("deeper key ahead of a shallower one", "A:\n  X: deep\n X: shallow\n", "A:X:", true, "deep");
     row("spaces inside and behind belong", "A: 1 2   \n", "A:", true, "1 2   ");
     row("colons stay in the value", "A: 12:34:56\n", "A:", true, "12:34:56");
-    row("leading dash belongs to the value", "A: -5\n", "A:", true, "-5");
     row("key without value", "A:   \n", "A:", true, "");
     row("CR LF", "A:\r\n B: v\r\n", "A:B:", true, "v");
     row("last line without line end", "A:\n B: v", "A:B:", false, "");
-    row("tab is no indentation", "A:\n\tB: v\nC:\n B: w\n", "A:B:", true, "w");
-    row("colon in front of a key", "A:\n :B: v\n", "A:B:", true, "v");
-    row("line without colon is a key", "A:\n B C\n", "A:B C", true, "");
-    row("line without colon matches a prefix", "A\nB: v\n", "AB:", true, "v");
     row("line of spaces below the match ends", "A:\n  B:\n \n  C: v\n", "A:B:C:", false, "");
     row("line of spaces at the match depth does not", "A:\n  B:\n  \n  C: v\n", "A:B:C:", true, "v");
     row("empty line has no effect", "A:\n  B:\n\n  C: v\n", "A:B:C:", true, "v");
-    row("empty braces match an empty value", "L:\n - K:\n   V: x\n", "L:K:{}V:", true, "x");
     row("value compare is exact in length", "L:\n - K: 1 \n   V: x\n", "L:K:{1}V:", false, "");
     row("nested list passed over", "L:\n - N: 0\n   Sub:\n   - N: 1\n     V: in\n - N: 1\n   V: out\n",
         "L:N:{1}V:", true, "in");
@@ -76,22 +66,17 @@ void tst_SessionText::query()
     QVERIFY(found ? length == 0 || (start >= text.constData() && start + length <= text.end()) : !start);
 }
 
-// Null arguments give false and leave the results alone; the text stops at its size
-// when no NUL comes first.
-void tst_SessionText::refusedArguments()
+// Without a NUL first, the text stops at its size.
+void tst_SessionText::textOfItsSize()
 {
-    const char *start = "";
-    std::int32_t length = 9;
-    QVERIFY(!findSessionValue(nullptr, 10, "A:", &start, &length));
-    QVERIFY(!findSessionValue("A: 1\n", 10, nullptr, &start, &length));
-    QVERIFY(!findSessionValue("A: 1\n", 10, "A:", nullptr, &length));
-    QVERIFY(!findSessionValue("A: 1\n", 10, "A:", &start, nullptr));
-    QCOMPARE(length, 9);
     const char text[] = {'A', ':', ' ', '1', '\n', 'B', ':', ' ', '2', '\n'};
-    QVERIFY(findSessionValue(text, 5, "A:", &start, &length));
-    QVERIFY(!findSessionValue(text, 9, "B:", &start, &length));
-    QVERIFY(findSessionValue(text, sizeof text, "B:", &start, &length));
-    QCOMPARE(QByteArray(start, length), QByteArray("2"));
+    const char *start = nullptr;
+    std::int32_t length = 0;
+    QVERIFY(findSessionValue(text, 5, "A:", &start, &length) &&
+            !findSessionValue(text, 9, "B:", &start, &length));
+    QVERIFY(findSessionValue(text, sizeof text, "B:", &start, &length) && QByteArray(start, length) == "2");
+    QVERIFY(!findSessionValue(nullptr, 10, "A:", &start, &length) &&
+            !findSessionValue(text, 10, nullptr, &start, &length));
 }
 
 QTEST_APPLESS_MAIN(tst_SessionText)

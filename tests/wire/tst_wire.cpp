@@ -29,7 +29,6 @@ void tst_Wire::build_data()
     row("empty payload, id zero", 3, 0, "", "@000012;003;000000;;");
     row("negative id keeps its sign", 209, -5, "KEY OK", "@000018;209;0000-5;KEY OK;");
     row("percent markers unchanged", 205, 1, "%1 and %2", "@000021;205;000001;%1 and %2;");
-    row("line break and separator counted", 207, 3, "a;\nb", "@000016;207;000003;a;\nb;");
     row("e acute: one code unit, two bytes", 208, 1, QString(QChar(0x00E9)), "@000013;208;000001;\xc3\xa9;");
     row("above U+FFFF: two code units, four bytes", 208, 1, QString::fromUcs4(U"\U0001F3C1"),
         "@000014;208;000001;\xf0\x9f\x8f\x81;");
@@ -55,14 +54,10 @@ void tst_Wire::parse_data()
         QTest::newRow(name) << bytes << ok << fields;
     };
     row("request", "@000012;202;000007;;", true, "12 202 7 ;");
-    row("19 bytes, empty payload", "@000011;201;000001;", true, "11 201 1 ");
     // A refused frame leaves a command that no dispatcher answers.
     row("18 bytes refused", "@000010;201;000001", false, "0 -1 0 ");
     row("no marker refused", "#000012;202;000007;;", false, "0 -1 0 ");
-    row("nothing refused", "", false, "0 -1 0 ");
     row("negative id", "@000012;209;-00005;;", true, "12 209 -5 ;");
-    row("command that is no number reads 0", "@000012;abc;000007;;", true, "12 0 7 ;");
-    row("separators are not looked at", "@000012x202x000007xx", true, "12 202 7 x");
     row("length not compared with size", "@999999;202;000007;;", true, "999999 202 7 ;");
     row("NUL ends the payload", QByteArray("@000016;201;000001;ab\0cd;", 25), true, "16 201 1 ab");
     row("UTF-8 payload", "@000013;201;000001;\xc3\xa9;", true, QString::fromUtf8("13 201 1 \xc3\xa9;"));
@@ -93,9 +88,6 @@ void tst_Wire::head_data()
     row("body still coming", "@000012;202;000007;", 12, 0);
     row("head alone", "@000012;", 12, 0);
     row("seven bytes", "@000012", 0, 0);
-    row("zero length", "@000000;x", 0, 0);
-    row("no separator", "@000012:202;000007;;", 0, 0);
-    row("no marker", "x000012;202;000007;;", 0, 0);
     row("length that is no number", "@abcdef;202;000007;;", 0, 0);
     row("negative length", "@-00001;x", 0, 0);
 }
