@@ -47,6 +47,9 @@ void tst_SessionText::query_data()
     row("line of spaces at the match depth does not", "A:\n  B:\n  \n  C: v\n", "A:B:C:", true, "v");
     row("empty line has no effect", "A:\n  B:\n\n  C: v\n", "A:B:C:", true, "v");
     row("value compare is exact in length", "L:\n - K: 1 \n   V: x\n", "L:K:{1}V:", false, "");
+    row("colon in front of a key", "A:\n :B: v\n", "A:B:", true, "v");
+    row("empty braces match an empty value", "L:\n - K:\n   V: x\n", "L:K:{}V:", true, "x");
+    row("unclosed brace matches nothing", "L:\n - K: 1\n   V: x\n", "L:K:{1V:", false, "");
     row("nested list passed over", "L:\n - N: 0\n   Sub:\n   - N: 1\n     V: in\n - N: 1\n   V: out\n",
         "L:N:{1}V:", true, "in");
 }
@@ -75,8 +78,11 @@ void tst_SessionText::textOfItsSize()
     QVERIFY(findSessionValue(text, 5, "A:", &start, &length) &&
             !findSessionValue(text, 9, "B:", &start, &length));
     QVERIFY(findSessionValue(text, sizeof text, "B:", &start, &length) && QByteArray(start, length) == "2");
+    // Null arguments give false.
     QVERIFY(!findSessionValue(nullptr, 10, "A:", &start, &length) &&
-            !findSessionValue(text, 10, nullptr, &start, &length));
+            !findSessionValue(text, 10, nullptr, &start, &length) &&
+            !findSessionValue(text, 10, "A:", nullptr, &length) &&
+            !findSessionValue(text, 10, "A:", &start, nullptr));
 }
 
 QTEST_APPLESS_MAIN(tst_SessionText)
