@@ -66,7 +66,7 @@ struct ServerWithClient
         });
         server.StartServer(QString(), 0);
         client.connectToHost(QHostAddress::LocalHost, server.serverPort());
-        QTest::qWaitFor([this] { return server.currentThread && server.currentThread->isServing(); });
+        (void)QTest::qWaitFor([this] { return server.currentThread && server.currentThread->isServing(); });
     }
     ~ServerWithClient() { qInstallMessageHandler(nullptr); }
 

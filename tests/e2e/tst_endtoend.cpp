@@ -166,6 +166,7 @@ void tst_EndToEnd::liveSession()
     QTRY_COMPARE(client.state(), QAbstractSocket::UnconnectedState);
     QVERIFY(standIn.send("set FuelLevel 3.5"));
     QTest::qWait(300); // a few rows for the fast poll
+    QCOMPARE(statusText(&w, 0), QStringLiteral("iRacing founded"));
     w.close();
     standIn.process.write("quit\n");
     QVERIFY(standIn.process.waitForFinished(5000));

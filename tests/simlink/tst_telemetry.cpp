@@ -58,7 +58,7 @@ void tst_Telemetry::rowsUnderTheTick()
     row.assign(64, 0xAB);
     for (std::int32_t slot = 0; slot < 3; ++slot)
         sim.setValue(slot, "Gear", slot + 1);
-    for (const auto [slot, tick] : {std::pair(0, 7), {1, 9}, {2, 9}})
+    for (const auto &[slot, tick] : {std::pair(0, 7), {1, 9}, {2, 9}})
         sim.publish(slot, tick);
     QVERIFY(!fetchRow(row.data(), 64) && !fetchRow(row.data(), 64)); // the first only sets the mark
     sim.publish(1, 10);
