@@ -1,4 +1,5 @@
-# Cross-building the parts without Qt for Windows with Debian's MinGW-w64 (posix threads).
+# Cross-building for Windows with Debian's MinGW-w64, posix thread model (the one Qt for
+# Windows is built with by scripts/qt-mingw; its C++ library has std::thread).
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
@@ -8,5 +9,10 @@ set(CMAKE_FIND_ROOT_PATH /usr/x86_64-w64-mingw32)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-# Self-contained executables: no MinGW runtime DLLs to find under Wine or on a user's machine.
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-static -static-libgcc -static-libstdc++")
+# Qt's DLLs load the MinGW runtime DLLs anyway, so the programs share them rather than
+# carrying a second copy of the C++ library: scripts/windows ships them beside the programs.
+# CTest runs the Windows test executables through Wine.
+find_program(KVB_WINE wine)
+if(KVB_WINE)
+    set(CMAKE_CROSSCOMPILING_EMULATOR ${KVB_WINE})
+endif()
