@@ -44,3 +44,15 @@ start_xvfb() {
     echo "Xvfb did not start on $DISPLAY" >&2
     return 1
 }
+
+# step [TEXT]: ends the step before it with the seconds it took and names the next one, on
+# standard error, after "==> $KVB_STEP_LABEL:".
+step_start=0
+step() {
+    local now
+    now=$(date +%s)
+    [ "$step_start" -gt 0 ] && echo "    ($((now - step_start)) s)" >&2
+    step_start=$now
+    [ $# -gt 0 ] && echo "==> ${KVB_STEP_LABEL:-kvBeacon}: $*" >&2
+    return 0
+}

@@ -1,11 +1,11 @@
 #include "kvbeacon.h"
 #include "kvserver.h"
+#include "programoutput.h"
 #include "serverfixture.h"
 #include "windowfixture.h"
 
 #include <QLineEdit>
 #include <QPlainTextEdit>
-#include <QProcess>
 #include <QPushButton>
 #include <QTcpServer>
 
@@ -24,8 +24,8 @@ const char *const scenarioText =
     "phase Practice 2\nset SessionNum 0\nrate SessionTime 1\n"
     "phase Race 3600\nset SessionNum 1\nrate SessionTime 1\nset RaceLaps 6\n";
 
-// The stand-in's output since its last start.
-struct StandIn
+// The stand-in, started anew with the given arguments.
+struct StandIn : ProgramOutput
 {
     bool start(const QStringList &arguments)
     {
@@ -34,20 +34,6 @@ struct StandIn
         process.start(QStringLiteral(KVB_SIMULATOR), arguments);
         return process.waitForStarted() && waitFor("publishing");
     }
-    int count(const QByteArray &text) { return (output += process.readAllStandardOutput()).count(text); }
-    bool waitFor(const QByteArray &text, int ms = 5000)
-    {
-        return QTest::qWaitFor([&] { return count(text) > 0; }, ms);
-    }
-    // Writes a command and waits for the stand-in's report of it.
-    bool send(const QByteArray &command)
-    {
-        process.write(command + "\n");
-        return waitFor(command);
-    }
-
-    QProcess process;
-    QByteArray output;
 };
 } // namespace
 

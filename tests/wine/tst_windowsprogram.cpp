@@ -3,12 +3,12 @@
 // asked by a client on the Linux side of loopback. KVB_SCREENSHOT names a PNG to write of
 // the window once it shows a live session.
 #include "framehead.h"
+#include "programoutput.h"
 #include "wiremessage.h"
 
 #include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QSettings>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -28,32 +28,6 @@ QString windowsPath(const QString &linuxPath)
     return run(QStringLiteral("winepath"), {QStringLiteral("-w"), linuxPath}).replace(QLatin1Char('\\'), '/');
 }
 
-// A program of the zip under Wine, its output kept a line at a time.
-struct WineProgram
-{
-    void start(const QString &exe)
-    {
-        process.setProcessChannelMode(QProcess::MergedChannels);
-        QObject::connect(&process, &QProcess::readyRead, [this] {
-            while (process.canReadLine())
-                lines.append(QString::fromLocal8Bit(process.readLine()).trimmed());
-        });
-        process.start(QStringLiteral("wine"), {exe});
-    }
-    bool waitFor(const QString &prefix, int ms = 10000)
-    {
-        return QTest::qWaitFor([&] { return seen(prefix); }, ms);
-    }
-    bool seen(const QString &prefix) const
-    {
-        return std::any_of(lines.begin(), lines.end(),
-                           [&](const QString &l) { return l.startsWith(prefix); });
-    }
-    void send(const QByteArray &line) { process.write(line + "\n"); }
-
-    QProcess process;
-    QStringList lines;
-};
 } // namespace
 
 class tst_WindowsProgram : public QObject
@@ -78,8 +52,8 @@ private:
     QString iniPath;
     quint16 port = 0;
     int nextId = 1;
-    WineProgram simulator;
-    WineProgram kvbeacon;
+    ProgramOutput simulator;
+    ProgramOutput kvbeacon;
     QTcpSocket client;
 };
 
@@ -106,9 +80,9 @@ void tst_WindowsProgram::initTestCase()
     }
 
     // Without arguments the stand-in plays the sample scenario that lies beside it.
-    simulator.start(dir + "/kvbeacon-simulator.exe");
-    QVERIFY2(simulator.waitFor(QStringLiteral("publishing"), 60000), qPrintable(simulator.lines.join('\n')));
-    QVERIFY(simulator.waitFor(QStringLiteral("window opened")));
+    simulator.process.start(QStringLiteral("wine"), {dir + "/kvbeacon-simulator.exe"});
+    QVERIFY2(simulator.waitFor("publishing", 60000), simulator.output.constData());
+    QVERIFY(simulator.waitFor("window opened"));
     startKvBeacon();
 }
 
@@ -118,14 +92,14 @@ void tst_WindowsProgram::cleanupTestCase()
     run(QStringLiteral("wine"),
         {QStringLiteral("taskkill"), QStringLiteral("/IM"), QStringLiteral("kvbeacon.exe")});
     kvbeacon.process.waitForFinished(10000);
-    simulator.send("quit");
+    simulator.process.write("quit\n");
     simulator.process.waitForFinished(10000);
 }
 
 void tst_WindowsProgram::startKvBeacon()
 {
-    kvbeacon.lines.clear();
-    kvbeacon.start(dir + "/kvbeacon.exe");
+    kvbeacon.output.clear();
+    kvbeacon.process.start(QStringLiteral("wine"), {dir + "/kvbeacon.exe"});
     // The server starts itself a second after the window: the first start of a prefix is slower.
     const bool connected = QTest::qWaitFor(
         [&] {
@@ -134,7 +108,7 @@ void tst_WindowsProgram::startKvBeacon()
             return client.waitForConnected(1000);
         },
         60000);
-    QVERIFY2(connected, qPrintable(kvbeacon.lines.join('\n')));
+    QVERIFY2(connected, kvbeacon.output.constData());
 }
 
 QString tst_WindowsProgram::ask(int command, const QString &argument)
@@ -169,7 +143,7 @@ void tst_WindowsProgram::chatTexts()
 void tst_WindowsProgram::documentsFollowTheSimulator()
 {
     for (const char *fuel : {"12.5", "30.25"}) {
-        simulator.send(QByteArray("set FuelLevel ") + fuel);
+        QVERIFY(simulator.send(QByteArray("set FuelLevel ") + fuel));
         QVERIFY2(
             QTest::qWaitFor(
                 [&] { return live().value("FuelLevel").toDouble() == QByteArray(fuel).toDouble(); }, 5000),
@@ -196,30 +170,28 @@ void tst_WindowsProgram::documentsFollowTheSimulator()
 void tst_WindowsProgram::macroReachesTheSimulator()
 {
     QCOMPARE(ask(206, QStringLiteral("3")), QStringLiteral("Button ok"));
-    QVERIFY2(simulator.waitFor(QStringLiteral("broadcast msg=8 var1=0 var2=2")),
-             qPrintable(simulator.lines.join('\n')));
+    QVERIFY2(simulator.waitFor("broadcast msg=8 var1=0 var2=2"),
+             simulator.output.constData());
 }
 
 void tst_WindowsProgram::keyOnlyWhileTheSimulatorHasTheFocus()
 {
-    simulator.send("unfocus");
-    QVERIFY(simulator.waitFor(QStringLiteral("unfocused")));
+    QVERIFY(simulator.send("unfocus") && simulator.waitFor("unfocused"));
     QTest::qWait(1500);
     QCOMPARE(ask(209, QStringLiteral("112")), QStringLiteral("KEY OK"));
     QTest::qWait(1500);
-    QVERIFY(!simulator.seen(QStringLiteral("key down vk=0x70")));
+    QCOMPARE(simulator.count("key down vk=0x70"), 0);
 
-    simulator.send("focus");
-    QVERIFY(simulator.waitFor(QStringLiteral("focused")));
+    QVERIFY(simulator.send("focus") && simulator.waitFor("\nfocused"));
     // kvBeacon learns of the focus on its next session poll.
     QVERIFY2(QTest::qWaitFor(
                  [&] {
                      ask(209, QStringLiteral("112"));
-                     return simulator.waitFor(QStringLiteral("key down vk=0x70"), 500);
+                     return simulator.waitFor("key down vk=0x70", 500);
                  },
                  10000),
-             qPrintable(simulator.lines.join('\n')));
-    QVERIFY(simulator.waitFor(QStringLiteral("key up vk=0x70")));
+             simulator.output.constData());
+    QVERIFY(simulator.waitFor("key up vk=0x70"));
 }
 
 void tst_WindowsProgram::settingsStoredOnCloseAndReadBack()
