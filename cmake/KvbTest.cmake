@@ -19,7 +19,9 @@ function(kvb_add_test)
     if(NOT T_TIMEOUT)
         set(T_TIMEOUT 120)
     endif()
-    set_tests_properties(${T_NAME} PROPERTIES TIMEOUT ${T_TIMEOUT} ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+    # Wine hides Unix variables named QT_* from Windows programs and hands them WINEQT_* instead.
+    set_tests_properties(${T_NAME} PROPERTIES TIMEOUT ${T_TIMEOUT}
+                         ENVIRONMENT "QT_QPA_PLATFORM=offscreen;WINEQT_QPA_PLATFORM=offscreen")
     if(T_LOCK)
         set_tests_properties(${T_NAME} PROPERTIES RESOURCE_LOCK ${T_LOCK})
     endif()
