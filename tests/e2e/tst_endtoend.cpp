@@ -10,7 +10,6 @@
 #include <QTcpServer>
 
 #include <sys/mman.h>
-#include <unistd.h>
 
 using namespace WindowFixture;
 
@@ -160,24 +159,5 @@ void tst_EndToEnd::liveSession()
     shm_unlink("/IRSDKDataValidEvent");
 }
 
-int main(int argc, char **argv)
-{
-    // An X server of its own, on which the window, the stand-in and the injected keys all meet:
-    // the test runs itself again under xvfb-run.
-    if (!qEnvironmentVariableIsSet("KVB_E2E_XVFB")) {
-        qputenv("KVB_E2E_XVFB", "1");
-        std::vector<char *> args = {const_cast<char *>("xvfb-run"), const_cast<char *>("-a"),
-                                    const_cast<char *>("-s"), const_cast<char *>("-screen 0 1280x800x24")};
-        args.insert(args.end(), argv, argv + argc + 1);
-        execvp(args.front(), args.data());
-        std::fprintf(stderr, "no X server for the end-to-end test: xvfb-run did not start\n");
-        return 1;
-    }
-    qputenv("QT_QPA_PLATFORM", "xcb");
-    qputenv("QT_XCB_GL_INTEGRATION", "none"); // no GL: nothing here draws with it
-    QApplication app(argc, argv);
-    tst_EndToEnd test;
-    return QTest::qExec(&test, argc, argv);
-}
-
+QTEST_MAIN(tst_EndToEnd)
 #include "tst_endtoend.moc"
