@@ -7,10 +7,13 @@
 
 #include <QSignalSpy>
 #include <QTcpSocket>
+#include <QThread>
 #include <QtTest>
 
 #include <atomic>
 #include <functional>
+#include <memory>
+#include <vector>
 
 // The next whole frame on `socket`, spinning the event loop; bytes behind it stay there.
 inline QByteArray nextFrame(QTcpSocket &socket, int ms = 5000)
@@ -82,4 +85,67 @@ struct ServerWithClient
     kvServer server;
     QSignalSpy log;
     QTcpSocket client;
+};
+
+// A client for a thread of its own, without an event loop: Qt's blocking calls, each with a
+// time limit. Bytes behind a frame wait for the next read.
+struct ThreadClient
+{
+    bool connectTo(quint16 port)
+    {
+        socket.abort();
+        socket.connectToHost(QHostAddress::LocalHost, port);
+        return socket.waitForConnected(5000);
+    }
+    bool send(const QByteArray &bytes)
+    {
+        socket.write(bytes);
+        while (socket.bytesToWrite() > 0)
+            if (!socket.waitForBytesWritten(5000))
+                return false;
+        return true;
+    }
+    // One whole frame within `ms`; empty otherwise.
+    QByteArray readFrame(int ms = 5000)
+    {
+        QElapsedTimer clock;
+        clock.start();
+        int size = 0;
+        while ((size = FrameHead::wholeFrameSize(socket.peek(1 << 20))) == 0 &&
+               socket.waitForReadyRead(int(qMax<qint64>(0, ms - clock.elapsed()))))
+            ;
+        return socket.read(size);
+    }
+    // Whatever came in is read away, so that a server's replies never back up.
+    void drain() { socket.waitForReadyRead(0), socket.readAll(); }
+    bool closedWithin(int ms)
+    {
+        QElapsedTimer clock;
+        clock.start();
+        while (socket.state() == QAbstractSocket::ConnectedState && clock.elapsed() < ms)
+            socket.waitForReadyRead(int(ms - clock.elapsed())), socket.readAll();
+        return socket.state() != QAbstractSocket::ConnectedState;
+    }
+
+    QTcpSocket socket;
+};
+
+// Runs `body(i)` for each i below `count` on threads of their own, QThreads so that sockets
+// made there have an event dispatcher; joined when it goes.
+struct ClientThreads
+{
+    ClientThreads(int count, const std::function<void(int)> &body)
+    {
+        for (int i = 0; i < count; ++i)
+            threads.emplace_back(QThread::create(body, i))->start();
+    }
+    ~ClientThreads() { join(); }
+    void join()
+    {
+        for (const std::unique_ptr<QThread> &thread : threads)
+            thread->wait();
+        threads.clear();
+    }
+
+    std::vector<std::unique_ptr<QThread>> threads;
 };

@@ -1,11 +1,7 @@
-#include "blockingclient.h"
 #include "processfigures.h"
 #include "serverfixture.h"
 
 #include <QRandomGenerator>
-
-#include <thread>
-#include <vector>
 
 // Hostile and careless clients at once against a running server: one whose body stalls, one
 // that announces the largest body, some that come and go, some that send random bytes and
@@ -32,60 +28,57 @@ void tst_ServerFaults::hostileClientsAtOnce()
     std::atomic<int> failed{0}, running{76};
     std::atomic<qint64> stallerWaitedMs{0};
     QByteArray afterLargest;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 76; ++t)
-        threads.emplace_back([&, t] {
-            BlockingClient client;
-            if (!client.connectTo(port)) {
-                ++failed;
-            } else if (t == 0) { // the rest of its body never comes
-                client.send("@000050;202;0000");
-                QElapsedTimer clock;
-                clock.start();
-                if (client.closedWithin(15000))
-                    stallerWaitedMs = clock.elapsed();
-            } else if (t == 1) { // that frame's command reads as 0: no reply, but the next is answered
-                client.send("@999999;" + QByteArray(999999, 'x'));
-                usleep(200000);
-                client.send(request(202, 5));
-                for (int nudge = 0; nudge < 100 && afterLargest.isEmpty(); ++nudge)
-                    if ((afterLargest = client.readFrame(100)).isEmpty())
-                        client.send(" "); // more data brings the next read
-            } else if (t < 10) {
-                // Each waits for its answer before the next, so the accept queue (50 in Qt 5)
-                // never overflows into the kernel's one-second retries; some leave at once.
-                for (int i = 0; i < 250; ++i)
-                    if (i && !client.connectTo(port))
-                        ++failed;
-                    else if (i % 5 == 0)
-                        usleep(500);
-                    else if (!client.send(request(202, t * 1000 + i)) ||
-                             client.readFrame() != serverName(t * 1000 + i))
-                        ++failed;
-            } else if (t < 26) {
-                QRandomGenerator random(quint32(1000 + t));
-                for (int sent = 0; sent < 256 * 1024;) {
-                    QByteArray piece(int(random.bounded(1, 4096)), Qt::Uninitialized);
-                    for (char &c : piece)
-                        c = char(random.bounded(256));
-                    if (t % 4 == 0) // some streams are full of frame heads
-                        piece.replace(0, qMin(8, piece.size()),
-                                      QByteArray("@000040;").left(qMin(8, piece.size())));
-                    if (!client.send(piece))
-                        break;
-                    client.receive(0);
-                    sent += piece.size();
-                }
-            } else {
-                client.send(QByteArray("@000050;202;0000").left(9 + t % 8));
-                if (t % 2)
-                    usleep(20000); // some leave while the server waits for the rest
+    ClientThreads threads(76, [&](int t) {
+        ThreadClient client;
+        if (!client.connectTo(port)) {
+            ++failed;
+        } else if (t == 0) { // the rest of its body never comes
+            client.send("@000050;202;0000");
+            QElapsedTimer clock;
+            clock.start();
+            if (client.closedWithin(15000))
+                stallerWaitedMs = clock.elapsed();
+        } else if (t == 1) { // that frame's command reads as 0: no reply, but the next is answered
+            client.send("@999999;" + QByteArray(999999, 'x'));
+            QThread::usleep(200000);
+            client.send(request(202, 5));
+            for (int nudge = 0; nudge < 100 && afterLargest.isEmpty(); ++nudge)
+                if ((afterLargest = client.readFrame(100)).isEmpty())
+                    client.send(" "); // more data brings the next read
+        } else if (t < 10) {
+            // Each waits for its answer before the next, so the accept queue (50 in Qt 5)
+            // never overflows into the kernel's one-second retries; some leave at once.
+            for (int i = 0; i < 250; ++i)
+                if (i && !client.connectTo(port))
+                    ++failed;
+                else if (i % 5 == 0)
+                    QThread::usleep(500);
+                else if (!client.send(request(202, t * 1000 + i)) ||
+                         client.readFrame() != serverName(t * 1000 + i))
+                    ++failed;
+        } else if (t < 26) {
+            QRandomGenerator random(quint32(1000 + t));
+            for (int sent = 0; sent < 256 * 1024;) {
+                QByteArray piece(int(random.bounded(1, 4096)), Qt::Uninitialized);
+                for (char &c : piece)
+                    c = char(random.bounded(256));
+                if (t % 4 == 0) // some streams are full of frame heads
+                    piece.replace(0, qMin(8, piece.size()),
+                                  QByteArray("@000040;").left(qMin(8, piece.size())));
+                if (!client.send(piece))
+                    break;
+                client.drain();
+                sent += piece.size();
             }
-            --running;
-        });
+        } else {
+            client.send(QByteArray("@000050;202;0000").left(9 + t % 8));
+            if (t % 2)
+                QThread::usleep(20000); // some leave while the server waits for the rest
+        }
+        --running;
+    });
     const bool done = spinUntil([&] { return running == 0; }, 120000);
-    for (std::thread &t : threads)
-        t.join();
+    threads.join();
     QVERIFY(done);
     QCOMPARE(failed.load(), 0);
     QCOMPARE(afterLargest, serverName(5));

@@ -1,4 +1,3 @@
-#include "blockingclient.h"
 #include "fakewindows.h"
 #include "kvbeacon.h"
 #include "processfigures.h"
@@ -15,8 +14,6 @@
 #include <QToolButton>
 
 #include <atomic>
-#include <thread>
-#include <vector>
 
 using namespace WindowFixture;
 
@@ -26,36 +23,29 @@ namespace {
 class ReadingClients
 {
 public:
-    ReadingClients(std::uint16_t port, int count)
+    ReadingClients(quint16 port, int count)
+        : threads(count, [this, port](int c) {
+              ThreadClient client;
+              bool open = client.connectTo(port);
+              for (int id = c * 100000; open && !stop; ++id) {
+                  const int command = id % 2 ? 207 : 208;
+                  const QByteArray reply =
+                      client.send(request(command, id % 1000000)) ? client.readFrame(12000) : QByteArray();
+                  if ((open = !reply.isEmpty()))
+                      ++(WireMessage(reply).command == command && reply.endsWith("}\n;") ? answers : wrong);
+              }
+              closed += !open;
+          })
     {
-        for (int c = 0; c < count; ++c)
-            threads.emplace_back([this, port, c] {
-                BlockingClient client;
-                bool open = client.connectTo(port);
-                for (int id = c * 100000; open && !stop; ++id) {
-                    const int command = id % 2 ? 207 : 208;
-                    const QByteArray reply =
-                        client.send(request(command, id % 1000000)) ? client.readFrame(12000) : QByteArray();
-                    if ((open = !reply.isEmpty()))
-                        ++(WireMessage(reply).command == command && reply.endsWith("}\n;") ? answers : wrong);
-                }
-                closed += !open;
-            });
     }
     ~ReadingClients() { finish(); }
-    void finish()
-    {
-        stop = true;
-        for (std::thread &t : threads)
-            t.join();
-        threads.clear();
-    }
+    void finish() { stop = true, threads.join(); }
 
     std::atomic<bool> stop{false};
     std::atomic<int> answers{0}, wrong{0}, closed{0};
 
 private:
-    std::vector<std::thread> threads;
+    ClientThreads threads;
 };
 
 // The server that listens now: a stopped one may still wait for its deferred deletion.
@@ -110,7 +100,7 @@ void tst_SystemFaults::stopAndCloseWithFiftyClientsReading()
         {
             const quint16 port = listeningServer(&w)->serverPort();
             ReadingClients clients(port, 49);
-            BlockingClient staller; // the rest of its body never comes
+            ThreadClient staller; // the rest of its body never comes
             QVERIFY(staller.connectTo(port) && staller.send("@000050;202;0000"));
             QVERIFY(
                 spinUntil([&] { return statusText(&w, 1) == QLatin1String("50 clients connected"); }, 10000));

@@ -13,7 +13,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-// A plain blocking loopback client for threads of its own (tests and benchmarks), with a
+// A plain blocking loopback client for threads of its own (the benchmarks), with a
 // time limit on every wait. Bytes behind a frame wait for the next read.
 class BlockingClient
 {
