@@ -51,8 +51,7 @@ class tst_Polls : public QObject
 private slots:
     void texts_data();
     void texts();
-    void states();
-    void sessionText();
+    void sessionPoll();
     void telemetry();
 };
 
@@ -89,7 +88,8 @@ void tst_Polls::texts()
     QCOMPARE(SessionPoll::lapsText(7, 1), QStringLiteral("7/1"));
 }
 
-void tst_Polls::states()
+// What the status bar shows, then what the session text gives the record.
+void tst_Polls::sessionPoll()
 {
     Simulator s;
     const auto poll = [&](bool window, bool mapping, bool foreground, bool telemetryRunning) {
@@ -113,11 +113,10 @@ void tst_Polls::states()
     // The window goes: no key may go to whatever has the focus now.
     QCOMPARE(poll(true, true, true, true), QStringLiteral("iRacing founded 1 0 1 1"));
     QCOMPARE(poll(false, true, true, true), QStringLiteral("iRacing not found 0 0 0 0"));
-}
 
-void tst_Polls::sessionText()
-{
-    Simulator s;
+    s.record = SessionData();
+    s.windows.simulatorWindow = true;
+    s.poll(); // found again: the link's first wait never gives a row
     const auto fields = [&](int sessionNum) {
         s.record.SessionNum = sessionNum;
         s.poll();
@@ -128,7 +127,6 @@ void tst_Polls::sessionText()
                             n(r.DriverCarFuelKgPerLtr), n(r.DriverCarFuelMaxLtr), n(r.DriverCarMaxFuelPct)})
             .join(QLatin1Char(' '));
     };
-    s.poll(); // the link's first wait never gives a row
     // What is no number reads as 0; the rest waits for the session's number.
     QCOMPARE(fields(-1), QStringLiteral("test_track 2 0 2 n/a -1 -1 -1 0 0 0"));
     QCOMPARE(fields(0), QStringLiteral("test_track 2 0 2 Practice 32767 600.5 5 0.75 0 1"));
