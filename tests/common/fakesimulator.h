@@ -35,35 +35,24 @@ public:
 
     unsigned char *base() { return region.data(); }
     void setText(const std::string &text) { layout.setSessionText(base(), text); }
-    void setValue(std::int32_t slot, const std::string &name, double value, std::int32_t entry = 0)
-    {
-        layout.setValue(base(), slot, layout.indexOf(name), entry, value);
-    }
     void setEverywhere(const std::string &name, double value, std::int32_t entry = 0)
     {
         for (std::int32_t slot = 0; slot < layout.slotCount(); ++slot)
-            setValue(slot, name, value, entry);
+            layout.setValue(base(), slot, layout.indexOf(name), entry, value);
     }
     void publish(std::int32_t slot, std::int32_t tick) { layout.publish(base(), slot, tick); }
     // Writes `value` for `name` into the next slot and publishes it with `tick`.
     void nextRow(std::int32_t tick, const std::string &name = std::string(), double value = 0)
     {
         if (!name.empty())
-            setValue(tick % layout.slotCount(), name, value);
+            layout.setValue(base(), tick % layout.slotCount(), layout.indexOf(name), 0, value);
         publish(tick % layout.slotCount(), tick);
     }
+    // Publishes the next row and lets the shared client wait for it.
+    bool awaitNext() { return nextRow(++tick), TelemetryClient::shared().awaitRow(16); }
     // Takes the shared client from no cache to a filled one, as against a running simulator:
     // the first row only sets the mark, the second sizes the cache, the third fills it.
-    bool bringRow(std::int32_t &tick)
-    {
-        TelemetryClient &client = TelemetryClient::shared();
-        nextRow(++tick);
-        const bool first = client.awaitRow(16);
-        nextRow(++tick);
-        const bool second = client.awaitRow(16);
-        nextRow(++tick);
-        return !first && !second && client.awaitRow(16);
-    }
+    bool bringRow() { return !awaitNext() && !awaitNext() && awaitNext(); }
     void writeInt(std::size_t offset, std::int32_t value) { RegionLayout::writeInt(base() + offset, value); }
 
     RegionLayout layout;
@@ -71,37 +60,31 @@ public:
     bool mappingPresent = true, eventPresent = true;
     int openObjects = 0; // opened and not yet closed
     std::int64_t clock = 0;
+    std::int32_t tick = 0; // the last one awaitNext published
     std::function<void()> onWait;
-    std::function<void(int copy)> duringCopy; // called after each copy of a row, counted from 1
+    std::function<void()> duringCopy; // called after each copy of a row
 
 private:
     static inline FakeSimulator *current = nullptr;
     static inline int token = 0;
-    int copies = 0;
 
-    static platform::Handle openMapping() { return current->opened(current->mappingPresent); }
     platform::Handle opened(bool present) { return present ? (++openObjects, &token) : nullptr; }
-    static platform::Handle openEvent() { return current->opened(current->eventPresent); }
-    static const void *mapView(platform::Handle, std::size_t *size)
-    {
-        return *size = current->region.size(), current->opened(true), current->base();
-    }
-    static void copy(void *to, const void *from, std::size_t size)
-    {
-        std::memcpy(to, from, size);
-        if (current->duringCopy)
-            current->duringCopy(++current->copies);
-    }
-    static void wait(platform::Handle, int)
-    {
-        if (current->onWait)
-            current->onWait();
-    }
-    static void sleep(int) {}
-    static void close(platform::Handle) { --current->openObjects; }
-    static void unmap(const void *, std::size_t) { --current->openObjects; }
-    static std::int64_t now() { return current->clock; }
-    static double between(std::int64_t later, std::int64_t earlier) { return double(later - earlier); }
-    const platform::MemoryOps ops = {openMapping, mapView, unmap, copy, close,  openEvent,
-                                     wait,        close,   sleep, now,  between};
+    static void closed(platform::Handle) { --current->openObjects; }
+    const platform::MemoryOps ops = {
+        [] { return current->opened(current->mappingPresent); },
+        [](platform::Handle, std::size_t *size) -> const void * {
+            return *size = current->region.size(), current->opened(true), current->base();
+        },
+        [](const void *, std::size_t) { --current->openObjects; },
+        [](void *to, const void *from, std::size_t size) {
+            std::memcpy(to, from, size);
+            current->duringCopy ? current->duringCopy() : void();
+        },
+        closed,
+        [] { return current->opened(current->eventPresent); },
+        [](platform::Handle, int) { current->onWait ? current->onWait() : void(); },
+        closed,
+        [](int) {},
+        [] { return current->clock; },
+        [](std::int64_t later, std::int64_t earlier) { return double(later - earlier); }};
 };

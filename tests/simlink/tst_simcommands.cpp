@@ -14,42 +14,20 @@ class tst_SimCommands : public QObject
 {
     Q_OBJECT
 private slots:
-    void packing_data();
-    void packing();
     void gates();
 #ifdef Q_OS_LINUX
     void virtualKeys();
 #endif
 };
 
-void tst_SimCommands::packing_data()
-{
-    QTest::addColumn<int>("message");
-    QTest::addColumn<int>("var1");
-    QTest::addColumn<qint64>("wParam");
-    QTest::newRow("chat macro") << 8 << 0 << qint64(8);
-    QTest::newRow("first argument in the high half") << 3 << 0x1234 << qint64(0x12340003);
-    QTest::newRow("only its low 16 bits") << 0x10001 << 0x7ABCD << qint64(0xABCD0001 - 0x100000000LL);
-    QTest::newRow("bit 15 set: negative") << 2 << 0x8000 << qint64(-2147483646);
-    QTest::newRow("negative argument") << 0 << -1 << qint64(-65536);
-}
-
-void tst_SimCommands::packing()
-{
-    QFETCH(int, message);
-    QFETCH(int, var1);
-    QFETCH(qint64, wParam);
-    QCOMPARE(qint64(SimBroadcast::packWParam(message, var1)), wParam);
-}
-
-// Messages 0 to 12 go out, chat macros 0 to 14 only once the simulator is found, keys only
-// while it has the foreground.
+// Messages 0 to 12 go out, in the word's low half and the first argument in its high half, each
+// cut to 16 bits (bit 15 of the argument makes the word negative); chat macros 0 to 14 only once
+// the simulator is found, keys only while it has the foreground.
 void tst_SimCommands::gates()
 {
     FakeWindows windows;
-    SimBroadcast::post(12, 1, -7);
-    SimBroadcast::post(13, 0, 0);
-    SimBroadcast::post(-1, 0, 0);
+    for (const auto &[message, var1] : {std::pair(12, 1), {2, 0x8000}, {0, -1}, {13, 0}, {-1, 0}})
+        SimBroadcast::post(message, var1, -7);
     for (int id : {14, 15, -1, 0, 0})
         SimCommands::chat(true, id);
     SimCommands::chat(false, 2);
@@ -59,7 +37,8 @@ void tst_SimCommands::gates()
     QList<qint64> sent; // wParam and lParam of each broadcast
     for (const FakeWindows::Broadcast &broadcast : windows.broadcasts)
         sent << (broadcast.message == windows.registeredNumber ? broadcast.wParam : -1) << broadcast.lParam;
-    QCOMPARE(sent, (QList<qint64>{0x1000C, -7, 8, 14, 8, 0, 8, 0}));
+    QCOMPARE(sent, (QList<qint64>{0x1000C, -7, -2147483646, -7, -65536, -7, 8, 14, 8, 0, 8, 0}));
+    QCOMPARE(qint64(SimBroadcast::packWParam(0x20001, 0x7ABCD)), 0xABCD0001 - 0x100000000LL);
     QList<int> pressed; // down then up, the low 16 bits of each key
     for (const FakeWindows::Key &key : windows.keys)
         pressed << (key.up ? -1 : 1) * (key.virtualKey + 1);
