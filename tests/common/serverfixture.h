@@ -35,24 +35,6 @@ inline QByteArray request(int command, int id, const QByteArray &payload = QByte
     return WireMessage(command, id, QString::fromLatin1(payload)).data;
 }
 
-// Spins a real event loop until `done` or `ms` have passed: QtTest's waits sleep between
-// passes, which would slow every accept of a server under load down.
-inline bool spinUntil(const std::function<bool()> &done, int ms)
-{
-    bool reached = false;
-    QEventLoop loop;
-    QTimer poll;
-    QElapsedTimer clock;
-    clock.start();
-    QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
-        if ((reached = done()) || clock.elapsed() > ms)
-            loop.quit();
-    });
-    poll.start(2);
-    loop.exec();
-    return reached;
-}
-
 // A started server on a free loopback port, its log lines recorded, and one connected
 // client. The server's debug lines are counted as frames taken in, not printed.
 struct ServerWithClient

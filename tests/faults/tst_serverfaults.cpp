@@ -77,7 +77,7 @@ void tst_ServerFaults::hostileClientsAtOnce()
         }
         --running;
     });
-    const bool done = spinUntil([&] { return running == 0; }, 120000);
+    const bool done = QTest::qWaitFor([&] { return running == 0; }, 120000);
     threads.join();
     QVERIFY(done);
     QCOMPARE(failed.load(), 0);

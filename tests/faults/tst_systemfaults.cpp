@@ -102,9 +102,9 @@ void tst_SystemFaults::stopAndCloseWithFiftyClientsReading()
             ReadingClients clients(port, 49);
             ThreadClient staller; // the rest of its body never comes
             QVERIFY(staller.connectTo(port) && staller.send("@000050;202;0000"));
-            QVERIFY(
-                spinUntil([&] { return statusText(&w, 1) == QLatin1String("50 clients connected"); }, 10000));
-            QVERIFY(spinUntil([&] { return clients.answers > 500; }, 10000));
+            QVERIFY(QTest::qWaitFor(
+                [&] { return statusText(&w, 1) == QLatin1String("50 clients connected"); }, 10000));
+            QVERIFY(QTest::qWaitFor([&] { return clients.answers > 500; }, 10000));
             QElapsedTimer clock;
             clock.start();
             QTest::mouseClick(button, Qt::LeftButton); // stop while they read
@@ -114,22 +114,23 @@ void tst_SystemFaults::stopAndCloseWithFiftyClientsReading()
             QVERIFY(boxes[0]->isEnabled() && boxes[1]->isEnabled());
             QCOMPARE(statusText(&w, 1), QStringLiteral("client not connected"));
             // Every connection is closed: each client sees its server go.
-            QVERIFY(spinUntil([&] { return clients.closed == 49; }, 15000) && staller.closedWithin(1000));
+            QVERIFY(QTest::qWaitFor([&] { return clients.closed == 49; }, 15000) &&
+                    staller.closedWithin(1000));
             clients.finish();
             QCOMPARE(clients.wrong.load(), 0);
         }
         QTest::mouseClick(button, Qt::LeftButton);
         stillReading.reset(new ReadingClients(listeningServer(&w)->serverPort(), 50));
-        QVERIFY(spinUntil([&] { return stillReading->answers > 500; }, 10000));
+        QVERIFY(QTest::qWaitFor([&] { return stillReading->answers > 500; }, 10000));
         // One log line for each event, not one per server ever made.
         const QString log = child<QPlainTextEdit>(&w, "plainTextEdit_debug")->toPlainText();
         QCOMPARE(log.count(QStringLiteral("(Server) - Listening to port 0\n")), 2);
         QCOMPARE(log.count(QStringLiteral("(Server) - Connecting... ")), 100);
         w.close();
     } // the window goes with the clients still reading
-    QVERIFY(spinUntil([&] { return stillReading->closed == 50; }, 15000));
+    QVERIFY(QTest::qWaitFor([&] { return stillReading->closed == 50; }, 15000));
     stillReading.reset();
-    QVERIFY(spinUntil([&] { return ProcessFigures::of().sameThreadsAndDescriptors(baseline); }, 10000));
+    QVERIFY(QTest::qWaitFor([&] { return ProcessFigures::of().sameThreadsAndDescriptors(baseline); }, 10000));
 }
 
 void tst_SystemFaults::wrongFolderAndTheUsersChoices()
