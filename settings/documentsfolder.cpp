@@ -23,15 +23,17 @@ QString DocumentsFolder::chatTexts(const QString &folder)
     // time stamp look unchanged, and file times are coarse: an edit right after a request
     // could be missed. A private copy under a fresh name is always read anew.
     QFile original(path);
-    QTemporaryFile copy(QDir::tempPath() + QStringLiteral("/kvbeacon-app-XXXXXX.ini"));
-    if (!original.open(QIODevice::ReadOnly) || !copy.open())
+    if (!original.open(QIODevice::ReadOnly))
         return QStringLiteral("iRacing not found");
-    copy.write(original.readAll());
-    copy.flush();
+    const QByteArray bytes = original.readAll();
+    QTemporaryFile copy(QDir::tempPath() + QStringLiteral("/kvbeacon-app-XXXXXX.ini"));
+    // Without a writable temporary folder the file itself is read: the cache may then be a
+    // step behind, which is better than no texts at all. The copy goes with this call.
+    const bool copied = copy.open() && copy.write(bytes) == bytes.size() && copy.flush();
 
     QString reply;
     {
-        QSettings ini(copy.fileName(), QSettings::IniFormat);
+        QSettings ini(copied ? copy.fileName() : path, QSettings::IniFormat);
         for (int n = 1; n <= 15; ++n) {
             const QVariant value = ini.value(QStringLiteral("Autochat Messages/AutoChatStr%1").arg(n));
             // An unquoted comma makes QSettings hand the value over as a list.

@@ -99,19 +99,26 @@ Window topLevel(Display *d, Window window)
     return 0;
 }
 
+// Whether `window` or any window below it bears the title: reparenting window managers put
+// the client window one or more levels inside their frames.
+bool holdsTitle(Display *d, Window window)
+{
+    if (hasTitle(d, window))
+        return true;
+    for (Window child : children(d, window))
+        if (holdsTitle(d, child))
+            return true;
+    return false;
+}
+
 Handle findSimulatorWindow()
 {
     Display *d = display();
     if (!d)
         return nullptr;
-    // A top-level window, or the client window inside a window manager's frame.
-    for (Window top : children(d, DefaultRootWindow(d))) {
-        if (hasTitle(d, top))
+    for (Window top : children(d, DefaultRootWindow(d)))
+        if (holdsTitle(d, top))
             return toHandle(top);
-        for (Window inner : children(d, top))
-            if (hasTitle(d, inner))
-                return toHandle(top);
-    }
     return nullptr;
 }
 

@@ -65,8 +65,8 @@ void tst_EndToEnd::liveSession()
                    {"paths/iracingdocument",
                     makeDocuments(documents, "[Autochat Messages]\nAutoChatStr3=Box this lap\n")}});
 
-    StandIn standIn;
-    QVERIFY(standIn.start({QStringLiteral("--scenario"), scenario}));
+    StandIn standIn; // its window two levels down, as a reparenting window manager puts it
+    QVERIFY(standIn.start({QStringLiteral("--scenario"), scenario, QStringLiteral("--nest"), "2"}));
     QVERIFY(standIn.waitFor("window opened"));
     kvBeacon w;
     w.show();

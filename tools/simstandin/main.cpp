@@ -23,7 +23,6 @@
 #include <thread>
 #include <vector>
 
-
 namespace {
 std::atomic<bool> quitRequested{false};
 
@@ -63,7 +62,7 @@ void usage()
 {
     std::puts(
         "usage: kvbeacon-simulator [--scenario FILE] [--rate ROWS_PER_SECOND] [--start-tick N]\n"
-        "                          [--duration SECONDS]\n"
+        "                          [--duration SECONDS] [--nest N]\n"
         "Commands on standard input, one a line:\n"
         "  stop              clear the status bit: the simulator stops publishing\n"
         "  start             set the status bit and publish again\n"
@@ -76,7 +75,9 @@ void usage()
         "  focus, unfocus    take the input focus to the window, or away from it\n"
         "  quit              remove the objects and end\n"
         "--no-window leaves out the window titled \"iRacing.com Simulator\", which otherwise\n"
-        "opens on the display and reports the broadcast messages and keys that reach it.");
+        "opens on the display and reports the broadcast messages and keys that reach it.\n"
+        "--nest N puts that window N levels inside plain windows, as a reparenting window\n"
+        "manager frames its clients (X11).");
 }
 } // namespace
 
@@ -88,6 +89,7 @@ int main(int argc, char **argv)
     long startTick = 1;
     double duration = 0;
     bool withWindow = true;
+    int nesting = 0;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         const bool hasValue = i + 1 < argc;
@@ -99,6 +101,8 @@ int main(int argc, char **argv)
             startTick = std::atol(argv[++i]);
         else if (arg == "--duration" && hasValue)
             duration = std::atof(argv[++i]);
+        else if (arg == "--nest" && hasValue)
+            nesting = std::atoi(argv[++i]);
         else if (arg == "--no-window")
             withWindow = false;
         else {
@@ -155,7 +159,7 @@ int main(int argc, char **argv)
     layout.setPublishing(region, true);
     report("publishing rate=%g tick=%ld scenario=%s", rate, startTick, scenarioPath.c_str());
 
-    if (withWindow && !SimWindow::open())
+    if (withWindow && !SimWindow::open(nesting))
         report("no display: no window");
 
     CommandQueue commands;

@@ -71,7 +71,7 @@ void run(std::atomic<int> *opened)
 }
 } // namespace
 
-bool open()
+bool open(int)
 {
     std::atomic<int> opened{0};
     worker = std::thread(run, &opened);

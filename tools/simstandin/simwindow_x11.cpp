@@ -17,7 +17,7 @@ namespace SimWindow {
 namespace {
 const char *const title = "iRacing.com Simulator";
 Display *display = nullptr;
-Window window = 0;
+Window window = 0, outermost = 0;
 std::thread worker;
 std::atomic<bool> running{false};
 // 0: nothing asked, 1: take the focus, 2: give it away.
@@ -83,7 +83,7 @@ void run()
 }
 } // namespace
 
-bool open()
+bool open(int nesting)
 {
     XSetErrorHandler(ignoreError);
     XSetIOErrorHandler(reportLostConnection);
@@ -92,17 +92,22 @@ bool open()
         return false;
     XSetIOErrorExitHandler(display, keepRunning, nullptr);
     const int screen = DefaultScreen(display);
-    window = XCreateSimpleWindow(display, RootWindow(display, screen), 40, 40, 320, 120, 1,
-                                 BlackPixel(display, screen), WhitePixel(display, screen));
+    Window parent = RootWindow(display, screen);
+    for (int level = 0; level <= nesting; ++level) {
+        window = XCreateSimpleWindow(display, parent, level ? 0 : 40, level ? 0 : 40, 320, 120, level ? 0 : 1,
+                                     BlackPixel(display, screen), WhitePixel(display, screen));
+        XMapWindow(display, window);
+        outermost = level ? outermost : window;
+        parent = window;
+    }
     XStoreName(display, window, title);
     const Atom netWmName = XInternAtom(display, "_NET_WM_NAME", False);
     const Atom utf8 = XInternAtom(display, "UTF8_STRING", False);
     XChangeProperty(display, window, netWmName, utf8, 8, PropModeReplace,
                     reinterpret_cast<const unsigned char *>(title), static_cast<int>(std::strlen(title)));
     XSelectInput(display, window, KeyPressMask | KeyReleaseMask | StructureNotifyMask);
-    XMapWindow(display, window);
     XSync(display, False);
-    report("window opened \"%s\" id=0x%lx", title, static_cast<unsigned long>(window));
+    report("window opened \"%s\" id=0x%lx nesting=%d", title, static_cast<unsigned long>(window), nesting);
     running = true;
     worker = std::thread(run);
     return true;
@@ -121,7 +126,7 @@ void close()
     if (worker.joinable())
         worker.join();
     if (!connectionLost) {
-        XDestroyWindow(display, window);
+        XDestroyWindow(display, outermost);
         XCloseDisplay(display);
         report("window closed");
     }
