@@ -69,6 +69,13 @@ void tst_Settings::documentsFolder()
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write(appIni) && file.flush());
     QCOMPARE(DocumentsFolder::holdsAppIni(folder.path()), texts != QLatin1String("iRacing not found"));
     QCOMPARE(DocumentsFolder::chatTexts(folder.path()), texts);
+    // No temporary folder to copy the file into (a file in its place): the file itself is read.
+    QFile notAFolder(folder.filePath(QStringLiteral("tmp")));
+    QVERIFY(notAFolder.open(QIODevice::WriteOnly));
+    const QByteArray tmp = qgetenv("TMPDIR");
+    qputenv("TMPDIR", notAFolder.fileName().toLocal8Bit());
+    QCOMPARE(DocumentsFolder::chatTexts(folder.path()), texts);
+    qputenv("TMPDIR", tmp);
 }
 
 // Same size and the same time stamp, as a coarse file clock gives two quick edits: once
