@@ -5,6 +5,8 @@
 #include "programoutput.h"
 #include "serverfixture.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTcpServer>
 
 namespace {
@@ -26,12 +28,11 @@ private slots:
 
 private:
     bool startKvBeacon();
-    // The value of `key` in a document reply, as its text stands.
-    QByteArray value(int command, const char *key)
+    // The value of `key` in the document a 207 or 208 reply carries.
+    QJsonValue value(int command, const char *key)
     {
-        const QByteArray reply = ask(client, request(command, ++id)), name = QByteArray("\"") + key + "\": ";
-        const int at = reply.indexOf(name), end = reply.indexOf('\n', at);
-        return at < 0 ? reply : reply.mid(at + name.size(), end - at - name.size() - (reply[end - 1] == ','));
+        const QString payload = WireMessage(ask(client, request(command, ++id))).payload;
+        return QJsonDocument::fromJson(payload.left(payload.size() - 1).toUtf8()).object().value(key);
     }
 
     QString dir = qEnvironmentVariable("KVB_WINDOWS_DIR");
@@ -90,15 +91,15 @@ void tst_WindowsProgram::wholeProgram()
                                  "Blue flag, let me by, please||||||||||";
     QCOMPARE(ask(client, request(205, 4)), request(205, 4, chatTexts));
 
-    for (const char *fuel : {"12.5", "30.25"}) {
-        QVERIFY(simulator.send(QByteArray("set FuelLevel ") + fuel));
-        QVERIFY2(QTest::qWaitFor([&] { return value(207, "FuelLevel") == fuel; }, 5000),
-                 value(207, "FuelLevel").constData());
+    for (double fuel : {12.5, 30.25}) {
+        QVERIFY(simulator.send("set FuelLevel " + QByteArray::number(fuel)));
+        QVERIFY2(QTest::qWaitFor([&] { return value(207, "FuelLevel").toDouble() == fuel; }, 5000),
+                 qPrintable(QString::number(value(207, "FuelLevel").toDouble())));
     }
     const double before = value(207, "SessionTimeSinceStarted").toDouble();
     QVERIFY(QTest::qWaitFor([&] { return value(207, "SessionTimeSinceStarted").toDouble() > before; }, 5000));
-    QVERIFY2(QTest::qWaitFor([&] { return value(208, "WI.Trackname") == "\"sample_speedway\""; }, 5000),
-             value(208, "WI.Trackname").constData());
+    QVERIFY2(QTest::qWaitFor([&] { return value(208, "WI.Trackname") == "sample_speedway"; }, 5000),
+             qPrintable(value(208, "WI.Trackname").toString()));
     const QString screenshot = qEnvironmentVariable("KVB_SCREENSHOT");
     if (!screenshot.isEmpty()) {
         QTest::qWait(1500);

@@ -92,13 +92,14 @@ bool open(int nesting)
         return false;
     XSetIOErrorExitHandler(display, keepRunning, nullptr);
     const int screen = DefaultScreen(display);
-    Window parent = RootWindow(display, screen);
-    for (int level = 0; level <= nesting; ++level) {
-        window = XCreateSimpleWindow(display, parent, level ? 0 : 40, level ? 0 : 40, 320, 120, level ? 0 : 1,
-                                     BlackPixel(display, screen), WhitePixel(display, screen));
+    // The outermost window stands where a lone one would; those inside fill their parents.
+    outermost = XCreateSimpleWindow(display, RootWindow(display, screen), 40, 40, 320, 120, 1,
+                                    BlackPixel(display, screen), WhitePixel(display, screen));
+    window = outermost;
+    for (int level = 0; level < nesting; ++level) {
         XMapWindow(display, window);
-        outermost = level ? outermost : window;
-        parent = window;
+        window = XCreateSimpleWindow(display, window, 0, 0, 320, 120, 0, BlackPixel(display, screen),
+                                     WhitePixel(display, screen));
     }
     XStoreName(display, window, title);
     const Atom netWmName = XInternAtom(display, "_NET_WM_NAME", False);
@@ -106,6 +107,7 @@ bool open(int nesting)
     XChangeProperty(display, window, netWmName, utf8, 8, PropModeReplace,
                     reinterpret_cast<const unsigned char *>(title), static_cast<int>(std::strlen(title)));
     XSelectInput(display, window, KeyPressMask | KeyReleaseMask | StructureNotifyMask);
+    XMapWindow(display, window); // named before it shows, as a manager expects
     XSync(display, False);
     report("window opened \"%s\" id=0x%lx nesting=%d", title, static_cast<unsigned long>(window), nesting);
     running = true;
