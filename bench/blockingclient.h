@@ -1,6 +1,6 @@
 #pragma once
 
-#include "framehead.h"
+#include "replyreader.h"
 
 #include <QByteArray>
 #include <QElapsedTimer>
@@ -56,12 +56,10 @@ public:
     {
         QElapsedTimer clock;
         clock.start();
-        int size = 0;
-        while ((size = FrameHead::wholeFrameSize(pending)) == 0 && clock.elapsed() < ms)
-            pending += receive(int(ms - clock.elapsed()));
-        const QByteArray frame = pending.left(size);
-        pending.remove(0, size);
-        return frame;
+        Reply reply;
+        while (!reader.next(reply) && clock.elapsed() < ms)
+            reader.feed(receive(int(ms - clock.elapsed())));
+        return reply.frame;
     }
     bool closedWithin(int ms)
     {
@@ -81,5 +79,5 @@ public:
 
 private:
     int fd = -1;
-    QByteArray pending;
+    ReplyReader reader;
 };

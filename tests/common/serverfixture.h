@@ -1,12 +1,11 @@
 #pragma once
 
-#include "framehead.h"
+#include "beaconclient.h"
 #include "kvserver.h"
 #include "kvserverthread.h"
 #include "wiremessage.h"
 
 #include <QSignalSpy>
-#include <QTcpSocket>
 #include <QThread>
 #include <QtTest>
 
@@ -15,18 +14,19 @@
 #include <memory>
 #include <vector>
 
-// The next whole frame on `socket`, spinning the event loop; bytes behind it stay there.
-inline QByteArray nextFrame(QTcpSocket &socket, int ms = 5000)
+inline const QString loopback = QStringLiteral("127.0.0.1");
+
+// The next reply's bytes, or none within `ms`; bytes behind it stay for the next call.
+inline QByteArray nextFrame(BeaconClient &client, int ms = 5000)
 {
-    int size = 0;
-    (void)QTest::qWaitFor([&] { return (size = FrameHead::wholeFrameSize(socket.peek(1 << 20))) > 0; }, ms);
-    return socket.read(size);
+    const std::optional<Reply> reply = client.nextReply(ms);
+    return reply ? reply->frame : QByteArray();
 }
 
-inline QByteArray ask(QTcpSocket &socket, const QByteArray &request)
+inline QByteArray ask(BeaconClient &client, const QByteArray &request)
 {
-    socket.write(request);
-    return nextFrame(socket);
+    client.write(request);
+    return nextFrame(client);
 }
 
 // A request as a client writes it (ASCII payload, the trailing ";" added).
@@ -50,7 +50,7 @@ struct ServerWithClient
                 ++framesIn;
         });
         server.StartServer(QString(), 0);
-        client.connectToHost(QHostAddress::LocalHost, server.serverPort());
+        client.connectTo(loopback, server.serverPort());
         (void)QTest::qWaitFor([this] { return server.currentThread && server.currentThread->isServing(); });
     }
     ~ServerWithClient() { qInstallMessageHandler(nullptr); }
@@ -66,50 +66,7 @@ struct ServerWithClient
     static inline std::atomic<int> framesIn{0};
     kvServer server;
     QSignalSpy log;
-    QTcpSocket client;
-};
-
-// A client for a thread of its own, without an event loop: Qt's blocking calls, each with a
-// time limit. Bytes behind a frame wait for the next read.
-struct ThreadClient
-{
-    bool connectTo(quint16 port)
-    {
-        socket.abort();
-        socket.connectToHost(QHostAddress::LocalHost, port);
-        return socket.waitForConnected(5000);
-    }
-    bool send(const QByteArray &bytes)
-    {
-        socket.write(bytes);
-        while (socket.bytesToWrite() > 0)
-            if (!socket.waitForBytesWritten(5000))
-                return false;
-        return true;
-    }
-    // One whole frame within `ms`; empty otherwise.
-    QByteArray readFrame(int ms = 5000)
-    {
-        QElapsedTimer clock;
-        clock.start();
-        int size = 0;
-        while ((size = FrameHead::wholeFrameSize(socket.peek(1 << 20))) == 0 &&
-               socket.waitForReadyRead(int(qMax<qint64>(0, ms - clock.elapsed()))))
-            ;
-        return socket.read(size);
-    }
-    // Whatever came in is read away, so that a server's replies never back up.
-    void drain() { socket.waitForReadyRead(0), socket.readAll(); }
-    bool closedWithin(int ms)
-    {
-        QElapsedTimer clock;
-        clock.start();
-        while (socket.state() == QAbstractSocket::ConnectedState && clock.elapsed() < ms)
-            socket.waitForReadyRead(int(ms - clock.elapsed())), socket.readAll();
-        return socket.state() != QAbstractSocket::ConnectedState;
-    }
-
-    QTcpSocket socket;
+    BeaconClient client;
 };
 
 // Runs `body(i)` for each i below `count` on threads of their own, QThreads so that sockets

@@ -79,9 +79,8 @@ void tst_EndToEnd::liveSession()
 
     // The server starts by itself on the stored port.
     QTRY_VERIFY_WITH_TIMEOUT(w.findChild<kvServer *>(), 3000);
-    QTcpSocket client;
-    client.connectToHost(QHostAddress::LocalHost, port);
-    QVERIFY(client.waitForConnected(3000));
+    BeaconClient client;
+    QVERIFY(client.connectTo(loopback, port, 3000));
     QCOMPARE(ask(client, request(202, 1)), QByteArray("@000021;202;000001;kv-Beacon;"));
     QCOMPARE(statusText(&w, 1), QStringLiteral("1 client connected"));
     QVERIFY(child<QPlainTextEdit>(&w, "plainTextEdit_debug")
@@ -141,7 +140,7 @@ void tst_EndToEnd::liveSession()
     QVERIFY(fuelShows("11.25"));
     // Stopped by the user: the client's connection goes, the polls run on without a server.
     QTest::mouseClick(child<QPushButton>(&w, "pushButton_startServer"), Qt::LeftButton);
-    QTRY_COMPARE(client.state(), QAbstractSocket::UnconnectedState);
+    QVERIFY(client.waitForClosed(5000));
     QVERIFY(standIn.send("set FuelLevel 3.5"));
     QTest::qWait(300); // a few rows for the fast poll
     QCOMPARE(statusText(&w, 0), QStringLiteral("iRacing founded"));

@@ -25,12 +25,12 @@ class ReadingClients
 public:
     ReadingClients(quint16 port, int count)
         : threads(count, [this, port](int c) {
-              ThreadClient client;
-              bool open = client.connectTo(port);
+              BeaconClient client;
+              bool open = client.connectTo(loopback, port);
               for (int id = c * 100000; open && !stop; ++id) {
                   const int command = id % 2 ? 207 : 208;
                   const QByteArray reply =
-                      client.send(request(command, id % 1000000)) ? client.readFrame(12000) : QByteArray();
+                      client.write(request(command, id % 1000000)) ? nextFrame(client, 12000) : QByteArray();
                   if ((open = !reply.isEmpty()))
                       ++(WireMessage(reply).command == command && reply.endsWith("}\n;") ? answers : wrong);
               }
@@ -100,8 +100,8 @@ void tst_SystemFaults::stopAndCloseWithFiftyClientsReading()
         {
             const quint16 port = listeningServer(&w)->serverPort();
             ReadingClients clients(port, 49);
-            ThreadClient staller; // the rest of its body never comes
-            QVERIFY(staller.connectTo(port) && staller.send("@000050;202;0000"));
+            BeaconClient staller; // the rest of its body never comes
+            QVERIFY(staller.connectTo(loopback, port) && staller.write("@000050;202;0000"));
             QVERIFY(QTest::qWaitFor(
                 [&] { return statusText(&w, 1) == QLatin1String("50 clients connected"); }, 10000));
             QVERIFY(QTest::qWaitFor([&] { return clients.answers > 500; }, 10000));
@@ -115,7 +115,7 @@ void tst_SystemFaults::stopAndCloseWithFiftyClientsReading()
             QCOMPARE(statusText(&w, 1), QStringLiteral("client not connected"));
             // Every connection is closed: each client sees its server go.
             QVERIFY(QTest::qWaitFor([&] { return clients.closed == 49; }, 15000) &&
-                    staller.closedWithin(1000));
+                    staller.waitForClosed(1000));
             clients.finish();
             QCOMPARE(clients.wrong.load(), 0);
         }

@@ -31,28 +31,22 @@ private:
     // The value of `key` in the document a 207 or 208 reply carries.
     QJsonValue value(int command, const char *key)
     {
-        const QString payload = WireMessage(ask(client, request(command, ++id))).payload;
-        return QJsonDocument::fromJson(payload.left(payload.size() - 1).toUtf8()).object().value(key);
+        const std::optional<Reply> reply = client.request(command);
+        return reply ? QJsonDocument::fromJson(reply->payload.toUtf8()).object().value(key) : QJsonValue();
     }
 
     QString dir = qEnvironmentVariable("KVB_WINDOWS_DIR");
     quint16 port = 0;
     int id = 100;
     ProgramOutput simulator, kvbeacon;
-    QTcpSocket client;
+    BeaconClient client;
 };
 
 bool tst_WindowsProgram::startKvBeacon()
 {
     kvbeacon.process.start(QStringLiteral("wine"), {dir + "/kvbeacon.exe"});
     // The server starts itself a second after the window: the first start of a prefix is slower.
-    return QTest::qWaitFor(
-        [&] {
-            client.abort();
-            client.connectToHost(QHostAddress::LocalHost, port);
-            return client.waitForConnected(1000);
-        },
-        60000);
+    return QTest::qWaitFor([&] { return client.connectTo(loopback, port, 1000); }, 60000);
 }
 
 void tst_WindowsProgram::wholeProgram()
@@ -81,8 +75,7 @@ void tst_WindowsProgram::wholeProgram()
              simulator.output.constData());
     QVERIFY2(startKvBeacon(), kvbeacon.output.constData());
 
-    client.write(request(201, 1, "Wine check")); // no reply: the next one is 202's
-    QVERIFY(client.waitForBytesWritten());
+    QVERIFY(client.write(request(201, 1, "Wine check"))); // no reply: the next one is 202's
     QTest::qWait(500); // a frame behind another in the same arrival would wait for more data
     QCOMPARE(ask(client, request(202, 2)), QByteArray("@000021;202;000002;kv-Beacon;"));
     QVERIFY(ask(client, request(203, 3)).mid(19).chopped(1).toInt() > 0);
@@ -128,7 +121,7 @@ void tst_WindowsProgram::wholeProgram()
     QVERIFY(simulator.waitFor("key up vk=0x70"));
 
     // taskkill without /F asks the window to close, as the close button does.
-    client.abort();
+    client.close();
     run(QStringLiteral("wine"), {QStringLiteral("taskkill"), QStringLiteral("/IM"), "kvbeacon.exe"});
     QVERIFY(kvbeacon.process.waitForFinished(20000));
     {
@@ -147,7 +140,7 @@ void tst_WindowsProgram::wholeProgram()
 // Also after a failure: nothing is left running in the prefix.
 void tst_WindowsProgram::cleanupTestCase()
 {
-    client.abort();
+    client.close();
     run(QStringLiteral("wine"), {QStringLiteral("taskkill"), QStringLiteral("/IM"), "kvbeacon.exe"});
     kvbeacon.process.waitForFinished(10000);
     simulator.process.write("quit\n");

@@ -1,0 +1,139 @@
+#include "appsettings.h"
+#include "serverfixture.h"
+
+#include <QTcpServer>
+
+class tst_Client : public QObject
+{
+    Q_OBJECT
+private slots:
+    void readerFindsReplies_data();
+    void readerFindsReplies();
+    void documentsParse();
+    void requestsAgainstTheServer();
+    void cutRepliesAndLostServers();
+};
+
+void tst_Client::readerFindsReplies_data()
+{
+    QTest::addColumn<QByteArray>("stream");
+    QTest::addColumn<QByteArrayList>("frames");
+    QTest::addColumn<QStringList>("payloads");
+    const QByteArray name("@000021;202;000007;kv-Beacon;");
+    QTest::newRow("one") << name << QByteArrayList{name} << QStringList{"kv-Beacon"};
+    // U+00E9 counts one and takes two bytes; U+1F3C1 counts two and takes four.
+    const QByteArray accent("@000013;205;000001;\xc3\xa9;"), flag("@000014;205;000002;\xf0\x9f\x8f\x81;");
+    QTest::newRow("non-ASCII, then more")
+        << accent + flag + name << QByteArrayList{accent, flag, name}
+        << QStringList{"\u00e9", QString::fromUtf8("\xf0\x9f\x8f\x81"), "kv-Beacon"};
+    // A payload may hold heads and separators; bytes outside a frame are passed over.
+    const QByteArray heads("@000023;205;000003;@000012;x|;;");
+    QTest::newRow("heads inside, junk between")
+        << "junk@00x012;@000000;" + heads + "\n" + name << QByteArrayList{heads, name}
+        << QStringList{"@000012;x|;", "kv-Beacon"};
+    QTest::newRow("shorter than 19 bytes")
+        << QByteArray("@000003;20;") << QByteArrayList{"@000003;20;"} << QStringList{QString()};
+}
+
+void tst_Client::readerFindsReplies()
+{
+    QFETCH(QByteArray, stream);
+    QFETCH(QByteArrayList, frames);
+    QFETCH(QStringList, payloads);
+    for (const int piece : {1, 3, int(stream.size())}) {
+        ReplyReader reader;
+        QByteArrayList seen;
+        QStringList texts;
+        Reply reply;
+        for (int at = 0; at < stream.size(); at += piece)
+            for (reader.feed(stream.mid(at, piece)); reader.next(reply);)
+                seen << reply.frame, texts << reply.payload;
+        QCOMPARE(seen, frames);
+        QCOMPARE(texts, payloads);
+        QVERIFY(!reader.holdsPartial() && !reader.takeCut(reply));
+    }
+}
+
+// The client's fields against the server's own documents, so that no key is misspelt.
+void tst_Client::documentsParse()
+{
+    SessionData record;
+    record.SessionFlags = -2147483647 - 1;
+    record.FuelUsePerHour = 2.5f;
+    record.IsOnTrack = true;
+    record.Skies = -1;
+    record.TrackName = QStringLiteral("N\u00fcrburgring");
+    record.DriverCarMaxFuelPct = 0.75f;
+    const std::optional<LiveDocument> live =
+        LiveDocument::fromJson(SessionData::documentText(record.LiveDocument()));
+    QVERIFY(live && live->SessionFlags == record.SessionFlags && live->FuelUsePerHour == 2.5 &&
+            live->IsOnTrack && live->Skies == -1 && live->SessionNum == -1 &&
+            live->SessionTimeSinceStarted == -1.0);
+    const std::optional<InfoDocument> info =
+        InfoDocument::fromJson(SessionData::documentText(record.InfoDocument()));
+    QVERIFY(info && info->TrackName == record.TrackName && info->DriverCarMaxFuelPct == 0.75 &&
+            info->SessionType == QLatin1String("n/a") && info->SessionLaps == -1 && info->SessionNum == 1);
+
+    QJsonObject wrongType = record.LiveDocument(), missing = record.InfoDocument();
+    wrongType.insert(QStringLiteral("IsOnTrack"), 1);
+    missing.remove(QStringLiteral("WI.Trackname"));
+    QVERIFY(!LiveDocument::fromJson(SessionData::documentText(wrongType)));
+    QVERIFY(!InfoDocument::fromJson(SessionData::documentText(missing)));
+    QVERIFY(!LiveDocument::fromJson(QStringLiteral("NO DATA")) && !InfoDocument::fromJson(QString()));
+}
+
+void tst_Client::requestsAgainstTheServer()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QTemporaryDir folder;
+    QFile ini(folder.filePath(QStringLiteral("app.ini")));
+    QVERIFY(ini.open(QIODevice::WriteOnly) && ini.write("[Autochat Messages]\nAutoChatStr2=Box,box\n") > 0);
+    ini.close();
+    QObject owner;
+    AppSettings settings(&owner);
+    settings.setIracingDocumentPath(folder.path());
+    ServerWithClient f(&settings);
+    QSignalSpy chats(&f.server, &kvServer::sigButtonChatClicked), keys(&f.server, &kvServer::sigKeyboardKey);
+
+    // A request right behind one without a reply would wait in the server for more bytes.
+    QVERIFY(f.client.tell(201, QStringLiteral("dash")));
+    const std::optional<Reply> name = f.client.request(202);
+    QVERIFY(name && name->command == 202 && name->payload == QLatin1String("kv-Beacon"));
+    QTRY_VERIFY(f.logTexts().contains(QStringLiteral("(Server) - Client Name: dash")));
+    QCOMPARE(f.client.chatTexts().value_or(QStringList()), QString("|Box,box" + QString(13, '|')).split('|'));
+    QVERIFY(f.client.runMacro(3) && f.client.pressKey(0x70));
+    QTRY_VERIFY(chats.count() == 1 && keys.count() == 1);
+    QVERIFY(chats.at(0).at(0) == 2 && keys.at(0).at(0) == 0x70);
+    SessionData record;
+    record.FuelLevel = 12.5f;
+    f.server.publish(record);
+    QVERIFY(f.client.live().value_or(LiveDocument()).FuelLevel == 12.5 && f.client.info());
+
+    settings.setIracingDocumentPath(folder.filePath(QStringLiteral("gone")));
+    QVERIFY(!f.client.chatTexts() && f.client.isConnected());
+}
+
+// A reply that a NUL cut short on the wire, and a server that goes silent or away.
+void tst_Client::cutRepliesAndLostServers()
+{
+    QTcpServer fake;
+    QVERIFY(fake.listen(QHostAddress::LocalHost));
+    const quint16 port = fake.serverPort();
+    BeaconClient client;
+    QVERIFY(client.connectTo(loopback, port));
+    QTRY_VERIFY(fake.hasPendingConnections());
+    QTcpSocket *peer = fake.nextPendingConnection();
+    peer->write("@000030;205;000001;Box");
+    const std::optional<Reply> cut = client.nextReply();
+    QVERIFY(cut && cut->cut && cut->id == 1 && cut->payload == QLatin1String("Box"));
+    QVERIFY(!client.request(202, QString(), 300) && client.errorText().contains(QLatin1String("no reply")));
+    peer->close();
+    QVERIFY(!client.request(202, QString(), 3000) && !client.isConnected());
+    QVERIFY(client.reconnect(1000));
+    QTRY_VERIFY(fake.hasPendingConnections());
+    fake.close();
+    QVERIFY(!client.reconnect(1000) && client.errorText().contains(QLatin1String("refused")));
+}
+
+QTEST_MAIN(tst_Client)
+#include "tst_client.moc"
