@@ -1,6 +1,6 @@
 #include "beaconclient.h"
 
-#include "wiremessage.h"
+#include "framehead.h"
 
 #include <QEventLoop>
 #include <QTimer>
@@ -108,7 +108,7 @@ std::optional<Reply> BeaconClient::request(int command, const QString &argument,
 {
     lastId = lastId % 999999 + 1;
     const int id = lastId;
-    if (!write(WireMessage(command, id, argument).data, ms))
+    if (!write(requestFrame(command, id, argument), ms))
         return std::nullopt;
     QElapsedTimer clock;
     clock.start();
@@ -138,8 +138,15 @@ std::optional<Reply> BeaconClient::request(int command, const QString &argument,
 bool BeaconClient::tell(int command, const QString &argument, int ms)
 {
     lastId = lastId % 999999 + 1;
-    unanswered = write(WireMessage(command, lastId, argument).data, ms);
+    unanswered = write(requestFrame(command, lastId, argument), ms);
     return unanswered;
+}
+
+QByteArray BeaconClient::requestFrame(int command, int id, const QString &argument)
+{
+    const auto field = [](int value, int width) { return QByteArray::number(value).rightJustified(width, '0'); };
+    const QByteArray body = field(command, 3) + ';' + field(id, 6) + ';' + argument.toUtf8() + ';';
+    return '@' + field(body.size(), FrameHead::size - 2) + ';' + body;
 }
 
 std::optional<LiveDocument> BeaconClient::live(int ms)

@@ -61,6 +61,11 @@ public:
 
     static constexpr int cutAfterMs = 200;
 
+    // A request's frame. The server reads a request's length field as a count of bytes, while
+    // its own replies count UTF-16 code units: for a request the two differ with any non-ASCII
+    // character in the argument.
+    static QByteArray requestFrame(int command, int id, const QString &argument);
+
 private:
     bool waitUntil(const std::function<bool()> &done, int ms);
     // Takes in what has arrived; true when it holds a reply, whole or cut.

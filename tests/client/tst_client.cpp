@@ -96,10 +96,10 @@ void tst_Client::requestsAgainstTheServer()
     QSignalSpy chats(&f.server, &kvServer::sigButtonChatClicked), keys(&f.server, &kvServer::sigKeyboardKey);
 
     // A request right behind one without a reply would wait in the server for more bytes.
-    QVERIFY(f.client.tell(201, QStringLiteral("dash")));
+    QVERIFY(f.client.tell(201, QStringLiteral("J\u00fcrgen's dash")));
     const std::optional<Reply> name = f.client.request(202);
     QVERIFY(name && name->command == 202 && name->payload == QLatin1String("kv-Beacon"));
-    QTRY_VERIFY(f.logTexts().contains(QStringLiteral("(Server) - Client Name: dash")));
+    QTRY_VERIFY(f.logTexts().contains(QStringLiteral("(Server) - Client Name: J\u00fcrgen's dash")));
     QCOMPARE(f.client.chatTexts().value_or(QStringList()), QString("|Box,box" + QString(13, '|')).split('|'));
     QVERIFY(f.client.runMacro(3) && f.client.pressKey(0x70));
     QTRY_VERIFY(chats.count() == 1 && keys.count() == 1);
