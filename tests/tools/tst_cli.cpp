@@ -112,6 +112,16 @@ void tst_Cli::theProgram()
     QCOMPARE(out, QByteArray("n/a\n"));
     QCOMPARE(run({"--port", "1", "name"}, &out, &err), int(Doctor::Unreachable));
     QVERIFY(err.startsWith("kvbeacon-cli: kvBeacon is unreachable at 127.0.0.1:1: "));
+    // A hostile server: a head that promises more than ever comes, then garbage.
+    QTcpServer hostile;
+    QVERIFY(hostile.listen(QHostAddress::LocalHost));
+    connect(&hostile, &QTcpServer::newConnection,
+            [&] { hostile.nextPendingConnection()->write("@999999;x\0@@;;"); });
+    QElapsedTimer clock;
+    clock.start();
+    QCOMPARE(run({"--port", QString::number(hostile.serverPort()), "--timeout", "700", "live"}, &out, &err),
+             int(Doctor::BadReply));
+    QVERIFY(clock.elapsed() < 10000 && err.count('\n') == 1 && err.contains("no reply to command 207"));
     QCOMPARE(run({"watch", "--count", "3", "--hz", "10", "--fields", "FuelLevel,SI.SessionLaps"}, &out), 0);
     const QList<QByteArray> lines = out.trimmed().split('\n');
     QCOMPARE(lines.size(), 3);
