@@ -95,10 +95,11 @@ void tst_Cli::theProgram()
         cli.start(QStringLiteral(KVB_CLI_DIR "/" KVB_CLI),
                   QStringList{"--port", QString::number(f.server.serverPort())} + arguments);
         (void)QTest::qWaitFor([&] { return cli.state() == QProcess::NotRunning; }, 20000);
+        // Windows writes a text stream's line breaks as CR LF.
         if (out)
-            *out = cli.readAllStandardOutput();
+            *out = cli.readAllStandardOutput().replace("\r\n", "\n");
         if (err)
-            *err = cli.readAllStandardError();
+            *err = cli.readAllStandardError().replace("\r\n", "\n");
         return cli.exitCode();
     };
     QByteArray out, err;
