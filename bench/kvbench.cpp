@@ -6,6 +6,7 @@
 #include "fakesimulator.h"
 #include "pollnames.h"
 #include "processfigures.h"
+#include "replyreader.h"
 #include "scenario.h"
 #include "sessiondata.h"
 #include "sessionpoll.h"
@@ -13,7 +14,9 @@
 #include "variables.h"
 #include "wiremessage.h"
 
+#include <arpa/inet.h>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -22,8 +25,13 @@
 #include <fcntl.h>
 #include <fstream>
 #include <mutex>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <spawn.h>
+#include <sstream>
 #include <string>
+#include <sys/epoll.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -385,6 +393,144 @@ void footprint(const std::string &kvbeacon, const std::string &simulator, const 
                 cpuServing, rssServing / 1024.0);
     std::printf("| Server stopped | %.2f | %.1f | |\n", cpuIdle, rssIdle / 1024.0);
 }
+
+// A TcpExt counter of the whole system from /proc/net/netstat; -1 when it is not there.
+long tcpExtCounter(const std::string &name)
+{
+    std::ifstream file("/proc/net/netstat");
+    std::string names, values;
+    while (std::getline(file, names) && std::getline(file, values)) {
+        std::istringstream n(names), v(values);
+        std::string key, value;
+        while (names.compare(0, 7, "TcpExt:") == 0 && n >> key && v >> value)
+            if (key == name)
+                return std::atol(value.c_str());
+    }
+    return -1;
+}
+
+// A burst of simultaneous connections, all begun from one thread before any reply is read:
+// each sends a 202 as soon as it is connected, and its time runs from its connect() to the
+// whole reply. A listen queue shorter than the burst shows as the kernel's SYN retries, one
+// after the first try, then three, then seven.
+int burst(const std::string &host, int connections, double seconds)
+{
+    Child kv;
+    if (!kv.start({host, "kvbeacon"})) {
+        std::printf("cannot start the benchmark's server\n");
+        return 1;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+
+    struct Connection
+    {
+        int fd = -1;
+        Clock::time_point start;
+        ReplyReader reader;
+        bool sent = false;
+    };
+    std::vector<Connection> all(static_cast<std::size_t>(connections));
+    const long overflowsBefore = tcpExtCounter("ListenOverflows");
+    const long synRetriesBefore = tcpExtCounter("TCPSynRetrans");
+    const int events = epoll_create1(0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(kv.port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    // The sockets are made first so that only the connects fall in the burst.
+    for (Connection &c : all) {
+        c.fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
+        const int on = 1;
+        setsockopt(c.fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    }
+    long failed = 0;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        Connection &c = all[i];
+        c.start = Clock::now();
+        epoll_event event{};
+        event.events = EPOLLOUT;
+        event.data.u64 = i;
+        if (c.fd < 0 ||
+            (::connect(c.fd, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 &&
+             errno != EINPROGRESS) ||
+            epoll_ctl(events, EPOLL_CTL_ADD, c.fd, &event) != 0)
+            ++failed;
+    }
+    const auto deadline =
+        Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+    std::vector<double> times;
+    long wrong = 0, pending = connections - failed;
+    std::vector<epoll_event> ready(256);
+    while (pending > 0 && Clock::now() < deadline) {
+        const int n = epoll_wait(events, ready.data(), static_cast<int>(ready.size()), 50);
+        for (int k = 0; k < n; ++k) {
+            const std::size_t i = ready[static_cast<std::size_t>(k)].data.u64;
+            Connection &c = all[i];
+            int error = 0;
+            socklen_t size = sizeof error;
+            getsockopt(c.fd, SOL_SOCKET, SO_ERROR, &error, &size);
+            if (error != 0) {
+                ++failed;
+            } else if (!c.sent) {
+                const QByteArray frame = WireMessage(202, static_cast<int>(i), QString()).data;
+                c.sent = ::send(c.fd, frame.constData(), static_cast<std::size_t>(frame.size()),
+                                MSG_NOSIGNAL) == frame.size();
+                epoll_event event{};
+                event.events = EPOLLIN;
+                event.data.u64 = i;
+                epoll_ctl(events, EPOLL_CTL_MOD, c.fd, &event);
+                if (c.sent)
+                    continue;
+                ++failed;
+            } else {
+                char buffer[4096];
+                const ssize_t got = ::recv(c.fd, buffer, sizeof buffer, 0);
+                if (got > 0)
+                    c.reader.feed(QByteArray(buffer, static_cast<int>(got)));
+                Reply reply;
+                if (c.reader.next(reply)) {
+                    times.push_back(microseconds(Clock::now() - c.start) / 1000.0);
+                    const int id = static_cast<int>(i);
+                    wrong += reply.frame == WireMessage(202, id, QStringLiteral("kv-Beacon")).data ? 0 : 1;
+                } else if (got > 0 || (got < 0 && errno == EAGAIN)) {
+                    continue;
+                } else {
+                    ++failed;
+                }
+            }
+            epoll_ctl(events, EPOLL_CTL_DEL, c.fd, nullptr);
+            --pending;
+        }
+    }
+    const long overflows = tcpExtCounter("ListenOverflows") - overflowsBefore;
+    const long synRetries = tcpExtCounter("TCPSynRetrans") - synRetriesBefore;
+    long withinSecond = 0;
+    for (double t : times)
+        withinSecond += t <= 1000.0 ? 1 : 0;
+    const long replied = static_cast<long>(times.size());
+    const double p50 = percentile(times, 0.50), p99 = percentile(times, 0.99);
+    const double slowest = times.empty() ? 0.0 : times.back();
+    for (Connection &c : all)
+        if (c.fd >= 0)
+            ::close(c.fd);
+    ::close(events);
+
+    std::string somaxconn = "?";
+    std::ifstream("/proc/sys/net/core/somaxconn") >> somaxconn;
+    std::printf("### A burst of %d simultaneous connects, one 202 each (net.core.somaxconn %s)\n\n",
+                connections, somaxconn.c_str());
+    std::printf(
+        "| Replied | Within 1 s | p50 (ms) | p99 (ms) | Max (ms) | Wrong | Failed | No reply in %.0f s | "
+        "Goal |\n",
+        seconds);
+    std::printf("|---:|---:|---:|---:|---:|---:|---:|---:|---|\n");
+    std::printf("| %ld | %ld | %.1f | %.1f | %.1f | %ld | %ld | %ld | all within 1 s |\n", replied,
+                withinSecond, p50, p99, slowest, wrong, failed, pending);
+    std::printf("\nMeanwhile the system counted %ld listen queue overflows and %ld SYN retransmissions "
+                "(/proc/net/netstat, every process's).\n",
+                overflows, synRetries);
+    return 0;
+}
 } // namespace
 
 // A churn of clients for the soak: connections that come and go, read both documents, send
@@ -430,6 +576,8 @@ int main(int argc, char **argv)
     if (argc > 3 && std::strcmp(argv[1], "--churn") == 0)
         return churn(static_cast<std::uint16_t>(std::atoi(argv[2])), std::atof(argv[3]));
     const std::string host = KVB_BENCH_HOST;
+    if (argc > 1 && std::strcmp(argv[1], "--burst") == 0)
+        return burst(host, argc > 2 ? std::atoi(argv[2]) : 1000, 10.0);
     const bool quick = argc > 1 && std::strcmp(argv[1], "--quick") == 0;
     const int requests = quick ? 2000 : 20000;
     const double seconds = quick ? 2.0 : 10.0;
