@@ -1,9 +1,9 @@
 #include "kvserver.h"
 
 #include "kvserverthread.h"
+#include "serverplatform.h"
 
 #include <QDebug>
-#include <QHostAddress>
 
 kvServer::kvServer(AppSettings *settings, QObject *parent) : QTcpServer(parent), settings(settings) {}
 
@@ -15,7 +15,7 @@ kvServer::~kvServer()
 void kvServer::StartServer(const QString &ip, quint16 port)
 {
     Q_UNUSED(ip) // every interface is served; the address field is for the user to read
-    if (listen(QHostAddress::Any, port)) {
+    if (serverplatform::listenDeep(this, port)) {
         qDebug() << "Listening to port " << port << "...";
         emit sigDebugString(QStringLiteral("(Server) - Listening to port %1").arg(port), 0);
     } else {

@@ -3,6 +3,8 @@
 
 #include <QTemporaryDir>
 
+#include <algorithm>
+
 namespace {
 struct DirectServer : kvServer
 {
@@ -19,6 +21,7 @@ private slots:
     void replies_data();
     void replies();
     void chatTextsFollowTheFolder();
+    void burstBeyondQtsQueue();
 };
 
 // A client's id is its connection's descriptor, and each has its own.
@@ -126,6 +129,27 @@ void tst_kvServer::chatTextsFollowTheFolder()
     QCOMPARE(ask(f.client, request(205, 1)), request(205, 1, "one||||||||||||||"));
     settings.setIracingDocumentPath(folder(second, "AutoChatStr2=two\n"));
     QCOMPARE(ask(f.client, request(205, 2)), request(205, 2, "|two|||||||||||||"));
+}
+
+// With accepting paused, the system completes a connection only while its listen queue has
+// room: 120 can all connect only in a queue deeper than the 50 that Qt asks for (and 120 fits
+// the shallowest maximum, Linux's 128 before 5.4). On every interface, IPv4 and IPv6.
+void tst_kvServer::burstBeyondQtsQueue()
+{
+    kvServer server(nullptr, nullptr);
+    server.StartServer(QString(), 0);
+    QCOMPARE(server.serverAddress(), QHostAddress(QHostAddress::Any));
+    server.pauseAccepting();
+    std::vector<std::unique_ptr<QTcpSocket>> clients;
+    for (int i = 0; i < 120; ++i) {
+        clients.emplace_back(new QTcpSocket);
+        clients.back()->connectToHost(i % 2 ? loopback : QStringLiteral("::1"), server.serverPort());
+    }
+    const auto connected = [&] {
+        return std::count_if(clients.begin(), clients.end(),
+                             [](const auto &c) { return c->state() == QAbstractSocket::ConnectedState; });
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(connected(), 120, 10000);
 }
 
 QTEST_MAIN(tst_kvServer)
