@@ -534,18 +534,22 @@ int burst(const std::string &host, int connections, double seconds)
 } // namespace
 
 // A churn of clients for the soak: connections that come and go, read both documents, send
-// some garbage, and now and then leave in the middle of a frame.
-int churn(std::uint16_t port, double seconds)
+// some garbage, and now and then leave in the middle of a frame. With a progress file, a line
+// a second says how far it has come, so that the soak can read the counts while it runs.
+int churn(std::uint16_t port, double seconds, const char *progressPath)
 {
     const auto end =
         Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
-    std::atomic<long> cycles{0}, wrong{0};
+    // Garbage is counted apart: kvBeacon logs a line for it in its window but prints none
+    // to its debug output, so the soak cannot count those lines there.
+    std::atomic<long> cycles{0}, wrong{0}, headless{0}, refused{0};
     std::vector<std::thread> threads;
     for (int t = 0; t < 8; ++t)
         threads.emplace_back([&, t] {
             for (long n = 0; Clock::now() < end; ++n) {
                 Client client;
                 if (!client.connectTo(port)) {
+                    ++refused;
                     std::this_thread::sleep_for(std::chrono::milliseconds(100));
                     continue;
                 }
@@ -557,15 +561,54 @@ int churn(std::uint16_t port, double seconds)
                 }
                 if ((n + t) % 7 == 0)
                     client.send("@000040;207;0000"); // gone in the middle of a body
-                else if ((n + t) % 5 == 0)
-                    client.send("garbage;@@;\n");
+                else if ((n + t) % 5 == 0 && client.send("garbage;@@;\n"))
+                    ++headless;
                 ++cycles;
                 std::this_thread::sleep_for(std::chrono::milliseconds(20));
             }
         });
+    std::FILE *progress = progressPath ? std::fopen(progressPath, "w") : nullptr;
+    const auto start = Clock::now();
+    const auto report = [&] {
+        if (!progress)
+            return;
+        std::fprintf(progress,
+                     "%.0f s: %ld connections, %ld wrong replies, %ld frames without a head, %ld refused\n",
+                     std::chrono::duration<double>(Clock::now() - start).count(), cycles.load(), wrong.load(),
+                     headless.load(), refused.load());
+        std::fflush(progress);
+    };
+    for (auto next = start + std::chrono::seconds(1); next < end; next += std::chrono::seconds(1)) {
+        std::this_thread::sleep_until(next);
+        report();
+    }
     for (std::thread &t : threads)
         t.join();
+    report();
+    if (progress)
+        std::fclose(progress);
     std::printf("churn: %ld connections, %ld wrong replies\n", cycles.load(), wrong.load());
+    return wrong == 0 ? 0 : 1;
+}
+
+// One client asks for its id `count` times, one request after the other: a line each in
+// kvBeacon's log view and no other connection, by which the soak weighs a log line.
+int askIds(std::uint16_t port, long count)
+{
+    Client client;
+    if (!client.connectTo(port)) {
+        std::printf("asked: no connection\n");
+        return 1;
+    }
+    long wrong = 0;
+    for (long i = 0; i < count; ++i) {
+        const int id = int(i % 1000000);
+        client.send(WireMessage(203, id, QString()).data);
+        const WireMessage reply(client.readFrame());
+        if (reply.command != 203 || reply.id != id || reply.payload.isEmpty())
+            ++wrong;
+    }
+    std::printf("asked: %ld ids, %ld wrong replies\n", count, wrong);
     return wrong == 0 ? 0 : 1;
 }
 
@@ -574,7 +617,10 @@ int main(int argc, char **argv)
     benchkit::raiseDescriptorLimit();
     std::signal(SIGPIPE, SIG_IGN);
     if (argc > 3 && std::strcmp(argv[1], "--churn") == 0)
-        return churn(static_cast<std::uint16_t>(std::atoi(argv[2])), std::atof(argv[3]));
+        return churn(static_cast<std::uint16_t>(std::atoi(argv[2])), std::atof(argv[3]),
+                     argc > 4 ? argv[4] : nullptr);
+    if (argc > 3 && std::strcmp(argv[1], "--ask-ids") == 0)
+        return askIds(static_cast<std::uint16_t>(std::atoi(argv[2])), std::atol(argv[3]));
     const std::string host = KVB_BENCH_HOST;
     if (argc > 1 && std::strcmp(argv[1], "--burst") == 0)
         return burst(host, argc > 2 ? std::atoi(argv[2]) : 1000, 10.0);
