@@ -6,10 +6,32 @@
 #include <cstdint>
 #include <cstdlib>
 
+namespace {
+// One fake for the whole run, since each input replaces its region anyway: laying out and
+// clearing a fresh 7 KB block for every input cost more than the reads. The shared client is
+// made first so that it outlives the fake, whose end resets it.
+FakeSimulator &simulator()
+{
+    TelemetryClient::shared();
+    static FakeSimulator sim({{"SessionTime", 5, 1}, {"FuelLevel", 4, 1}});
+    return sim;
+}
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int *, char ***)
+{
+    simulator();
+    return 0;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    FakeSimulator sim({{"SessionTime", 5, 1}, {"FuelLevel", 4, 1}});
-    sim.region.assign(data, data + size);
+    FakeSimulator &sim = simulator();
+    // A block of exactly the input's size, so that a read past the region's end is caught
+    // (assigned into the old block it would have kept that block's larger capacity).
+    sim.region = std::vector<unsigned char>(data, data + size);
+    // Well past the last input's clock, as a new fake would be, so that its rows are stale.
+    sim.clock += 100000;
     if (size >= 8)
         RegionLayout::writeInt(sim.base() + 4, 1); // publishing, so that the reads go on
     TelemetryClient &client = TelemetryClient::shared();
@@ -33,5 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         if (size >= 52)
             RegionLayout::writeInt(sim.base() + 48, round + 2); // a new tick in slot 0
     }
+    // Detached and without a row, as the fake's end leaves the client.
+    client.reset();
     return 0;
 }
