@@ -40,20 +40,27 @@ bool ReplyReader::next(Reply &reply)
     const int wanted = skipToHead();
     if (wanted == 0)
         return false;
-    // Continuation bytes count nothing, a four-byte sequence two units (a surrogate pair),
-    // every other byte one; the frame ends with the byte that completes the count and the
-    // continuation bytes of its character.
+    // Continuation bytes count nothing but the second byte of a four-byte sequence, which makes
+    // its second UTF-16 unit (a surrogate pair); every other byte counts one. So a count never
+    // exceeds the bytes, whatever arrives.
+    const auto byteAt = [this](int i) { return static_cast<unsigned char>(buffer.at(i)); };
+    const auto continuation = [&](int i) { return (byteAt(i) & 0xC0) == 0x80; };
     int at = FrameHead::size + scanned;
-    while (at < buffer.size() && units < wanted) {
-        const auto byte = static_cast<unsigned char>(buffer.at(at++));
-        if ((byte & 0xC0) != 0x80)
-            units += byte >= 0xF0 ? 2 : 1;
-    }
-    while (at < buffer.size() && (static_cast<unsigned char>(buffer.at(at)) & 0xC0) == 0x80)
-        ++at;
+    for (; at < buffer.size() && units < wanted; ++at)
+        units += !continuation(at) || byteAt(at - 1) >= 0xF0 ? 1 : 0;
     scanned = at - FrameHead::size;
     if (units < wanted)
         return false;
+    // The frame ends with the character that completes the count, as long as its lead byte says.
+    int lead = at - 1;
+    while (lead > FrameHead::size && continuation(lead))
+        --lead;
+    const int declared = byteAt(lead) >= 0xF0 ? 4 : byteAt(lead) >= 0xE0 ? 3 : byteAt(lead) >= 0xC0 ? 2 : 1;
+    for (; at < lead + declared; ++at)
+        if (at == buffer.size())
+            return false; // the rest of the character is still to come
+        else if (!continuation(at))
+            break;
     reply = parse(buffer.left(at));
     buffer.remove(0, at);
     scanned = units = 0;
