@@ -3,6 +3,8 @@
 // stand-in. Prints Markdown tables; scripts/bench writes them to BENCHMARKS.md.
 #include "benchkit.h"
 #include "blockingclient.h"
+#include "child.h"
+#include "driverfeel.h"
 #include "fakesimulator.h"
 #include "pollnames.h"
 #include "processfigures.h"
@@ -22,22 +24,18 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <fstream>
 #include <mutex>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <spawn.h>
 #include <sstream>
 #include <string>
 #include <sys/epoll.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
 
-extern char **environ;
 
 using Clock = std::chrono::steady_clock;
 using Client = BlockingClient;
@@ -48,80 +46,6 @@ double microseconds(Clock::duration d)
 {
     return std::chrono::duration<double, std::micro>(d).count();
 }
-
-// A child process whose first line of output is read for its port.
-struct Child
-{
-    pid_t pid = 0;
-    std::uint16_t port = 0;
-
-    bool start(const std::vector<std::string> &args, const std::vector<std::string> &extraEnv = {},
-               bool readPort = true)
-    {
-        int out[2];
-        if (pipe(out) != 0)
-            return false;
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, out[1], 1);
-        posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-        posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-        std::vector<char *> argv;
-        for (const std::string &a : args)
-            argv.push_back(const_cast<char *>(a.c_str()));
-        argv.push_back(nullptr);
-        // The extra settings replace those of the same name.
-        std::vector<std::string> envStrings;
-        for (char **e = environ; *e; ++e) {
-            const std::string entry = *e;
-            bool replaced = false;
-            for (const std::string &extra : extraEnv)
-                replaced =
-                    replaced || entry.compare(0, extra.find('=') + 1, extra, 0, extra.find('=') + 1) == 0;
-            if (!replaced)
-                envStrings.push_back(entry);
-        }
-        for (const std::string &e : extraEnv)
-            envStrings.push_back(e);
-        std::vector<char *> env;
-        for (const std::string &e : envStrings)
-            env.push_back(const_cast<char *>(e.c_str()));
-        env.push_back(nullptr);
-        const int rc = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), env.data());
-        posix_spawn_file_actions_destroy(&actions);
-        close(out[1]);
-        if (rc != 0) {
-            close(out[0]);
-            return false;
-        }
-        if (readPort) {
-            std::string line;
-            char c;
-            while (read(out[0], &c, 1) == 1 && c != '\n')
-                line += c;
-            if (line.compare(0, 5, "port ") == 0)
-                port = static_cast<std::uint16_t>(std::atoi(line.c_str() + 5));
-        }
-        // The rest of its output is drained so that it never blocks on a full pipe.
-        const int fd = out[0];
-        std::thread([fd] {
-            char buffer[4096];
-            while (read(fd, buffer, sizeof buffer) > 0) {
-            }
-            close(fd);
-        }).detach();
-        return !readPort || port != 0;
-    }
-    void stop()
-    {
-        if (pid > 0) {
-            kill(pid, SIGTERM);
-            waitpid(pid, nullptr, 0);
-            pid = 0;
-        }
-    }
-    ~Child() { stop(); }
-};
 
 struct Latencies
 {
@@ -302,96 +226,6 @@ void polls(const std::string &scenarioPath)
     std::printf("| Info document: build and serialise | %.2f | |\n", info);
     std::printf("\nThe polls' own waits (up to 16 ms for a row) are left out: with a new row there, none is "
                 "taken.\n");
-}
-
-void footprint(const std::string &kvbeacon, const std::string &simulator, const std::string &documents,
-               int seconds)
-{
-    if (!std::getenv("DISPLAY")) {
-        std::printf("\n### Footprint\n\nNo display: skipped (scripts/bench starts an Xvfb for it).\n");
-        return;
-    }
-    Child standIn;
-    if (!standIn.start({simulator, "--rate", "60"}, {}, false)) {
-        std::printf("cannot start the simulator stand-in\n");
-        return;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
-
-    auto measure = [&](bool serverRunning, double *cpu, long *rssKb) {
-        char home[] = "/tmp/kvbench-home-XXXXXX";
-        if (!mkdtemp(home))
-            return;
-        const std::string settingsDir = std::string(home) + "/.local/share/kvbeacon";
-        std::system(("mkdir -p '" + settingsDir + "'").c_str());
-        const std::uint16_t port = benchkit::freePort();
-        std::ofstream ini(settingsDir + "/kvbeacon.ini");
-        ini << "[main]\nautostartserver=" << (serverRunning ? "true" : "false") << "\nport=" << port
-            << "\n[paths]\niracingdocument=" << documents << "\n";
-        ini.close();
-        Child app;
-        app.start({kvbeacon}, {"HOME=" + std::string(home), "XDG_DATA_HOME="}, false);
-        std::this_thread::sleep_for(std::chrono::seconds(3)); // window up, simulator found, server started
-
-        std::atomic<bool> stop{false};
-        std::atomic<long> errors{0};
-        std::vector<std::thread> clients;
-        if (serverRunning) {
-            for (int c = 0; c < 4; ++c) {
-                clients.emplace_back([&] {
-                    Client client;
-                    if (!client.connectTo(port)) {
-                        ++errors;
-                        return;
-                    }
-                    int id = 0;
-                    auto next = Clock::now();
-                    while (!stop) {
-                        for (int command : {207, 208}) {
-                            client.send(WireMessage(command, ++id, QString()).data);
-                            if (!benchkit::isDocumentReply(client.readFrame(), command, id,
-                                                           command == 207 ? 24 : 8))
-                                ++errors;
-                        }
-                        next += std::chrono::milliseconds(100);
-                        std::this_thread::sleep_until(next);
-                    }
-                });
-            }
-        }
-        std::this_thread::sleep_for(std::chrono::seconds(2));
-        const ProcessFigures before = ProcessFigures::of(app.pid);
-        const auto started = Clock::now();
-        std::vector<double> rss;
-        for (int s = 0; s < seconds; ++s) {
-            std::this_thread::sleep_for(std::chrono::seconds(1));
-            rss.push_back(static_cast<double>(ProcessFigures::of(app.pid).residentKb));
-        }
-        const ProcessFigures after = ProcessFigures::of(app.pid);
-        const double elapsed = std::chrono::duration<double>(Clock::now() - started).count();
-        stop = true;
-        for (std::thread &t : clients)
-            t.join();
-        *cpu = 100.0 * static_cast<double>(after.cpuTicks - before.cpuTicks) /
-               static_cast<double>(sysconf(_SC_CLK_TCK)) / elapsed;
-        *rssKb = static_cast<long>(percentile(rss, 0.5));
-        if (errors)
-            std::printf("(%ld wrong replies while measuring the footprint)\n", long(errors));
-        app.stop();
-        std::system(("rm -rf '" + std::string(home) + "'").c_str());
-    };
-    double cpuServing = 0, cpuIdle = 0;
-    long rssServing = 0, rssIdle = 0;
-    measure(true, &cpuServing, &rssServing);
-    measure(false, &cpuIdle, &rssIdle);
-    standIn.stop();
-    std::printf("\n### Footprint of the whole program beside the stand-in (60 rows/s), %d s each\n\n",
-                seconds);
-    std::printf("| Situation | CPU (%% of one core) | Resident (MB, median) | Goal |\n|---|---:|---:|---|\n");
-    std::printf("| Server running, 4 clients reading both documents 10 times a second | %.2f | %.1f | under "
-                "1%% and 40 MB |\n",
-                cpuServing, rssServing / 1024.0);
-    std::printf("| Server stopped | %.2f | %.1f | |\n", cpuIdle, rssIdle / 1024.0);
 }
 
 // A TcpExt counter of the whole system from /proc/net/netstat; -1 when it is not there.
@@ -612,6 +446,15 @@ int askIds(std::uint16_t port, long count)
     return wrong == 0 ? 0 : 1;
 }
 
+// What a driver feels: presses, freshness, start-up and footprint of the whole program.
+void feel(bool quick)
+{
+    const driverfeel::Programs programs{KVB_KVBEACON, KVB_SIMULATOR, KVB_SAMPLE_DOCUMENTS};
+    driverfeel::pressesAndFreshness(programs, quick);
+    driverfeel::startUp(programs, quick);
+    driverfeel::footprint(programs, quick ? 10 : 600);
+}
+
 int main(int argc, char **argv)
 {
     benchkit::raiseDescriptorLimit();
@@ -624,7 +467,11 @@ int main(int argc, char **argv)
     const std::string host = KVB_BENCH_HOST;
     if (argc > 1 && std::strcmp(argv[1], "--burst") == 0)
         return burst(host, argc > 2 ? std::atoi(argv[2]) : 1000, 10.0);
-    const bool quick = argc > 1 && std::strcmp(argv[1], "--quick") == 0;
+    const bool quick = argc > 1 && std::strcmp(argv[argc - 1], "--quick") == 0;
+    if (argc > 1 && std::strcmp(argv[1], "--feel") == 0) {
+        feel(quick);
+        return 0;
+    }
     const int requests = quick ? 2000 : 20000;
     const double seconds = quick ? 2.0 : 10.0;
 
@@ -695,6 +542,6 @@ int main(int argc, char **argv)
     }
 
     polls(KVB_SAMPLE_SCENARIO);
-    footprint(KVB_KVBEACON, KVB_SIMULATOR, KVB_SAMPLE_DOCUMENTS, quick ? 10 : 60);
+    feel(quick);
     return 0;
 }

@@ -58,11 +58,23 @@ private:
     std::vector<std::string> lines;
 };
 
+// Replaces the value of the session text's TrackName line.
+bool setTrackName(std::string *text, const std::string &name)
+{
+    const std::string key = " TrackName: ";
+    const std::size_t at = text->find(key);
+    if (at == std::string::npos)
+        return false;
+    const std::size_t from = at + key.size();
+    text->replace(from, text->find('\n', from) - from, name);
+    return true;
+}
+
 void usage()
 {
     std::puts(
         "usage: kvbeacon-simulator [--scenario FILE] [--rate ROWS_PER_SECOND] [--start-tick N]\n"
-        "                          [--duration SECONDS] [--nest N]\n"
+        "                          [--duration SECONDS] [--nest N] [--no-window] [--stamp]\n"
         "Commands on standard input, one a line:\n"
         "  stop              clear the status bit: the simulator stops publishing\n"
         "  start             set the status bit and publish again\n"
@@ -71,13 +83,16 @@ void usage()
         "  restart [TICK]    start the ticks again from TICK (default 1) and the scenario from its start\n"
         "  rowlength N       change the row length in the header (rows move to match)\n"
         "  set NAME VALUE    pin a variable to a value, overriding the scenario\n"
+        "  track NAME        put NAME as TrackName into the session text and mark it updated\n"
         "  unset NAME        give the variable back to the scenario\n"
         "  focus, unfocus    take the input focus to the window, or away from it\n"
         "  quit              remove the objects and end\n"
         "--no-window leaves out the window titled \"iRacing.com Simulator\", which otherwise\n"
         "opens on the display and reports the broadcast messages and keys that reach it.\n"
         "--nest N puts that window N levels inside plain windows, as a reparenting window\n"
-        "manager frames its clients (X11).");
+        "manager frames its clients (X11).\n"
+        "--stamp ends every line with at=SECONDS of the monotonic clock and writes the same clock\n"
+        "into each row's SessionTime, so that a benchmark can time presses and the age of data.");
 }
 } // namespace
 
@@ -90,6 +105,7 @@ int main(int argc, char **argv)
     double duration = 0;
     bool withWindow = true;
     int nesting = 0;
+    bool stamp = false;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         const bool hasValue = i + 1 < argc;
@@ -105,6 +121,8 @@ int main(int argc, char **argv)
             nesting = std::atoi(argv[++i]);
         else if (arg == "--no-window")
             withWindow = false;
+        else if (arg == "--stamp")
+            stamp = true;
         else {
             usage();
             return arg == "--help" ? 0 : 2;
@@ -114,6 +132,9 @@ int main(int argc, char **argv)
         report("error: the rate must lie above 0 and at most 1000 rows per second");
         return 2;
     }
+
+    if (stamp)
+        stampReports();
 
     Scenario scenario;
     std::ifstream file(scenarioPath);
@@ -232,6 +253,14 @@ int main(int argc, char **argv)
                 words >> name;
                 pinned.erase(name);
                 report("unset %s", name.c_str());
+            } else if (command == "track") {
+                std::string name;
+                words >> name;
+                if (!name.empty() && setTrackName(&scenario.sessionText, name) &&
+                    layout.setSessionText(region, scenario.sessionText))
+                    report("track %s", name.c_str());
+                else
+                    report("error: track needs a name, and the session text a TrackName line");
             } else if (command == "focus" || command == "unfocus") {
                 SimWindow::setFocus(command == "focus");
             } else if (command == "quit") {
@@ -255,6 +284,8 @@ int main(int argc, char **argv)
             }
             for (const auto &pin : pinned)
                 values[pin.first] = pin.second;
+            if (stamp)
+                values["SessionTime"] = monotonicSeconds();
             const std::int32_t slot = static_cast<std::int32_t>(tick % layout.slotCount());
             // A row shorter than the variables' own length only holds the values that fit.
             const std::int32_t length = layout.currentRowLength(region);
