@@ -5,6 +5,7 @@
 #include "appsettings.h"
 #include "benchkit.h"
 #include "kvserver.h"
+#include "serverplatform.h"
 
 #include <QCoreApplication>
 #include <QStandardPaths>
@@ -25,6 +26,7 @@ int main(int argc, char **argv)
             pause();
     }
 
+    serverplatform::prepareProcess(); // as kvBeacon's own main() does
     QCoreApplication app(argc, argv);
     QStandardPaths::setTestModeEnabled(true); // no settings of the user's are touched
     AppSettings settings(&app);

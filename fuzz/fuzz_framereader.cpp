@@ -1,6 +1,8 @@
 // The server's read loop on an arbitrary byte stream arriving in arbitrary pieces: the
 // first byte of each piece gives its length. Every frame found starts with a valid head,
-// is never longer than its head announces, and nothing is read that did not arrive.
+// is never longer than its head announces, and nothing is read that did not arrive. The
+// reader also does exactly what the plain loop that takes one byte at a time would do.
+#include "framehead.h"
 #include "framereader.h"
 #include "scriptedsource.h"
 #include "wiremessage.h"
@@ -27,6 +29,40 @@ struct Pieces
         return reinterpret_cast<const char *>(data) + start;
     }
 };
+// The read loop as first written: every byte of the scan taken with a read of its own.
+FrameReader::Result readByteByByte(FrameReader::Source &source)
+{
+    QByteArray frame;
+    int wanted = 0;
+    for (qint64 available = source.bytesAvailable(); available > 0 && wanted <= 0;
+         available = source.bytesAvailable()) {
+        const QByteArray byte = source.read(1);
+        if (byte.isEmpty())
+            break;
+        if (byte.at(0) == '@' && available >= FrameHead::size + 1) {
+            frame = byte + source.read(FrameHead::size - 1);
+            wanted = FrameHead::bodySize(frame);
+        }
+    }
+    if (wanted <= 0)
+        return {FrameReader::Outcome::NoHead, QByteArray()};
+    qint64 received = 0, available = source.bytesAvailable();
+    for (int passes = 0; passes < FrameReader::maxPasses; ++passes) {
+        if (available != 0 && received < wanted) {
+            const QByteArray piece = source.read(qMin(available, wanted - received));
+            frame.append(piece);
+            received += piece.size();
+        }
+        if (received == wanted)
+            break;
+        if (!source.waitForReadyRead(FrameReader::stallWaitMs)) {
+            source.disconnectFromHost();
+            return {FrameReader::Outcome::Stalled, QByteArray()};
+        }
+        available = source.bytesAvailable();
+    }
+    return {FrameReader::Outcome::Frame, frame};
+}
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
@@ -63,7 +99,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
             toCome -= length;
         }
         const qint64 before = source.buffer.size() + toCome;
+        ScriptedSource plain = source;
+        const FrameReader::Result expected = readByteByByte(plain);
         const FrameReader::Result result = FrameReader::read(source);
+        if (result.outcome != expected.outcome || result.frame != expected.frame ||
+            source.buffer != plain.buffer || source.later.size() != plain.later.size() ||
+            source.disconnected != plain.disconnected)
+            std::abort();
         if (result.outcome != FrameReader::Outcome::Frame)
             continue;
         const QByteArray &frame = result.frame;

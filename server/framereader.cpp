@@ -6,17 +6,24 @@
 
 namespace {
 // Scans for a head. Returns the wanted body size, or 0 when the available bytes hold none.
+// The bytes are looked at in place and only what the scan passes over is taken, as a scan
+// that reads them one at a time would take it, without a read and an allocation per byte.
 int findHead(FrameReader::Source &source, QByteArray &head)
 {
     qint64 available = source.bytesAvailable();
     while (available > 0) {
-        const QByteArray byte = source.read(1);
-        if (byte.isEmpty())
+        const QByteArray seen = source.peek(available);
+        if (seen.isEmpty())
             return 0;
-        // At least 9 counted before the marker was taken: the head and one body byte are here.
-        if (byte.at(0) == '@' && available >= FrameHead::size + 1) {
+        // A marker counts when at least 9 bytes, itself included, were there before it was
+        // taken: the head and one body byte.
+        int at = 0;
+        while (at < seen.size() && !(seen.at(at) == '@' && available - at >= FrameHead::size + 1))
+            ++at;
+        source.skip(at);
+        if (at < seen.size()) {
             // A rejected head is dropped whole, so that a good frame behind it parses cleanly.
-            const QByteArray candidate = byte + source.read(FrameHead::size - 1);
+            const QByteArray candidate = source.read(FrameHead::size);
             const int wanted = FrameHead::bodySize(candidate);
             if (wanted > 0) {
                 head = candidate;

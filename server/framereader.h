@@ -13,6 +13,10 @@ public:
     virtual ~Source() = default;
     virtual qint64 bytesAvailable() = 0;
     virtual QByteArray read(qint64 maxSize) = 0;
+    // Up to `maxSize` bytes from the front, left where they are.
+    virtual QByteArray peek(qint64 maxSize) = 0;
+    // Drops `size` bytes from the front.
+    virtual void skip(qint64 size) = 0;
     // True when more bytes have arrived within `msecs`.
     virtual bool waitForReadyRead(int msecs) = 0;
     virtual void sleep(int msecs) = 0;

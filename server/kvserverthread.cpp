@@ -4,6 +4,7 @@
 #include "documentsfolder.h"
 #include "framereader.h"
 #include "publishedsession.h"
+#include "serverplatform.h"
 #include "wiremessage.h"
 
 #include <QDebug>
@@ -22,6 +23,8 @@ public:
 
     qint64 bytesAvailable() override { return socket->bytesAvailable(); }
     QByteArray read(qint64 maxSize) override { return socket->read(maxSize); }
+    QByteArray peek(qint64 maxSize) override { return socket->peek(maxSize); }
+    void skip(qint64 size) override { socket->skip(size); }
     void sleep(int msecs) override { QThread::msleep(static_cast<unsigned long>(msecs)); }
     void disconnectFromHost() override { socket->disconnectFromHost(); }
 
@@ -61,6 +64,7 @@ void kvServerThread::stop()
 void kvServerThread::run()
 {
     qDebug() << " Thread started";
+    serverplatform::lowerThreadPriority();
     socket = new QTcpSocket();
     if (!socket->setSocketDescriptor(socketDescriptor, QAbstractSocket::ConnectedState,
                                      QIODevice::ReadWrite)) {
@@ -154,12 +158,16 @@ void kvServerThread::ProcessMessage(const WireMessage &message)
         // 204, anything outside 201 to 209, and a refused frame: silence.
         return;
     }
-    WriteMessage(QString::fromUtf8(WireMessage(message.command, message.id, reply).data));
+    WriteMessage(WireMessage(message.command, message.id, reply).data);
 }
 
 void kvServerThread::WriteMessage(const QString &frame)
 {
-    const QByteArray bytes = frame.toUtf8();
+    WriteMessage(frame.toUtf8());
+}
+
+void kvServerThread::WriteMessage(const QByteArray &bytes)
+{
     // Sent as a C string: a NUL in the payload ends the frame on the wire.
     socket->write(bytes.constData());
     // Most replies leave at once; only what the kernel would not take yet is waited for.

@@ -27,6 +27,8 @@ public:
 
     void ProcessMessage(const WireMessage &message);
     void WriteMessage(const QString &frame);
+    // The same with the frame's UTF-8 bytes, as a built WireMessage holds them.
+    void WriteMessage(const QByteArray &frame);
 
     AppSettings *settings;
     const qintptr socketDescriptor;

@@ -86,4 +86,11 @@ bool listenDeep(QTcpServer *server, quint16 port)
     return true;
 }
 
+void prepareProcess() {}
+
+void lowerThreadPriority()
+{
+    SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_BELOW_NORMAL);
+}
+
 } // namespace serverplatform

@@ -5,9 +5,11 @@
 #include "virtualkeys.h"
 
 #include <X11/Xatom.h>
+#include <X11/Xlib-xcb.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
+#include <xcb/xcb.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -156,24 +158,47 @@ std::uint32_t registerBroadcastMessage()
     return d ? static_cast<std::uint32_t>(XInternAtom(d, "IRSDK_BROADCASTMSG", False)) : 0;
 }
 
-// True for kvBeacon's own windows, which have no use for the message (and the toolkit
-// would warn about each one).
-bool ownWindow(Display *d, Window window)
+// The windows of one level of the tree below `parents`, each with whether it is one of
+// kvBeacon's own, asked for together: every request goes out before the first reply is read,
+// so a level costs one round trip to the X server however many windows it holds.
+struct Level
 {
-    static const Atom pidAtom = XInternAtom(d, "_NET_WM_PID", False);
-    Atom type = None;
-    int format = 0;
-    unsigned long count = 0, after = 0;
-    unsigned char *data = nullptr;
-    bool own = false;
-    if (XGetWindowProperty(d, window, pidAtom, 0, 1, False, XA_CARDINAL, &type, &format, &count, &after,
-                           &data) == Success &&
-        data) {
-        own = type == XA_CARDINAL && format == 32 && count == 1 &&
-              static_cast<pid_t>(*reinterpret_cast<unsigned long *>(data)) == getpid();
-        XFree(data);
+    std::vector<Window> windows;
+    std::vector<bool> own;
+};
+
+Level nextLevel(xcb_connection_t *c, const std::vector<Window> &parents)
+{
+    static const xcb_atom_t pidAtom = XInternAtom(display(), "_NET_WM_PID", False);
+    std::vector<xcb_query_tree_cookie_t> trees;
+    for (Window parent : parents)
+        trees.push_back(xcb_query_tree(c, static_cast<xcb_window_t>(parent)));
+    Level level;
+    for (xcb_query_tree_cookie_t cookie : trees) {
+        xcb_generic_error_t *error = nullptr; // a window gone meanwhile has no children
+        xcb_query_tree_reply_t *tree = xcb_query_tree_reply(c, cookie, &error);
+        free(error);
+        if (!tree)
+            continue;
+        const xcb_window_t *list = xcb_query_tree_children(tree);
+        level.windows.insert(level.windows.end(), list, list + xcb_query_tree_children_length(tree));
+        free(tree);
     }
-    return own;
+    std::vector<xcb_get_property_cookie_t> pids;
+    for (Window window : level.windows)
+        pids.push_back(
+            xcb_get_property(c, 0, static_cast<xcb_window_t>(window), pidAtom, XCB_ATOM_CARDINAL, 0, 1));
+    for (xcb_get_property_cookie_t cookie : pids) {
+        xcb_generic_error_t *error = nullptr;
+        xcb_get_property_reply_t *pid = xcb_get_property_reply(c, cookie, &error);
+        free(error);
+        level.own.push_back(
+            pid && pid->type == XCB_ATOM_CARDINAL && pid->format == 32 &&
+            xcb_get_property_value_length(pid) == 4 &&
+            static_cast<pid_t>(*static_cast<const std::uint32_t *>(xcb_get_property_value(pid))) == getpid());
+        free(pid);
+    }
+    return level;
 }
 
 void postBroadcast(std::uint32_t message, std::intptr_t wParam, std::intptr_t lParam)
@@ -181,24 +206,25 @@ void postBroadcast(std::uint32_t message, std::intptr_t wParam, std::intptr_t lP
     Display *d = display();
     if (!d)
         return;
-    auto send = [&](Window window) {
-        if (ownWindow(d, window))
-            return;
-        XEvent event;
-        std::memset(&event, 0, sizeof event);
-        event.xclient.type = ClientMessage;
-        event.xclient.window = window;
-        event.xclient.message_type = static_cast<Atom>(message);
-        event.xclient.format = 32;
-        event.xclient.data.l[0] = static_cast<long>(static_cast<std::int32_t>(wParam));
-        event.xclient.data.l[1] = static_cast<long>(lParam);
-        XSendEvent(d, window, False, NoEventMask, &event);
-    };
-    for (Window top : children(d, DefaultRootWindow(d))) {
-        send(top);
-        for (Window inner : children(d, top)) // client windows inside a manager's frames
-            send(inner);
-    }
+    XFlush(d); // what Xlib holds goes before the requests made through its XCB connection
+    xcb_connection_t *c = XGetXCBConnection(d);
+    // The root's children, and the client windows inside a manager's frames one level below.
+    const Level tops = nextLevel(c, {DefaultRootWindow(d)});
+    const Level inner = nextLevel(c, tops.windows);
+    for (const Level *level : {&tops, &inner})
+        for (std::size_t i = 0; i < level->windows.size(); ++i) {
+            if (level->own[i]) // kvBeacon's own windows have no use for it, and the toolkit would warn
+                continue;
+            XEvent event;
+            std::memset(&event, 0, sizeof event);
+            event.xclient.type = ClientMessage;
+            event.xclient.window = level->windows[i];
+            event.xclient.message_type = static_cast<Atom>(message);
+            event.xclient.format = 32;
+            event.xclient.data.l[0] = static_cast<long>(static_cast<std::int32_t>(wParam));
+            event.xclient.data.l[1] = static_cast<long>(lParam);
+            XSendEvent(d, level->windows[i], False, NoEventMask, &event);
+        }
     XFlush(d);
 }
 

@@ -2,21 +2,35 @@
 
 namespace {
 // The fill keeps every digit, so a value wider than its field widens the frame.
-QString zeroPadded(qint64 value, int width)
+void appendZeroPadded(QByteArray &to, qint64 value, int width)
 {
-    return QString::number(value).rightJustified(width, QLatin1Char('0'), false);
+    const QByteArray digits = QByteArray::number(value);
+    if (digits.size() < width)
+        to.append(width - digits.size(), '0');
+    to.append(digits);
 }
 } // namespace
 
 WireMessage::WireMessage(int command, int id, const QString &payload)
     : command(command), id(id), payload(payload)
 {
-    // The payload goes in last, so a "%1" inside it is carried unchanged.
-    const QString body =
-        QStringLiteral("%1;%2;%3;").arg(zeroPadded(command, 3)).arg(zeroPadded(id, 6)).arg(payload);
-    // The length counts UTF-16 code units of the body, not its UTF-8 bytes.
-    const QString frame = QStringLiteral("@%1;%2").arg(zeroPadded(body.size(), 6)).arg(body);
-    data = frame.toUtf8();
+    // Built straight into bytes: a reply is made for every request, and a document's text
+    // would otherwise be copied and converted several times over.
+    QByteArray fields;
+    appendZeroPadded(fields, command, 3);
+    fields.append(';');
+    appendZeroPadded(fields, id, 6);
+    fields.append(';');
+    // The length counts UTF-16 code units of the body, not its UTF-8 bytes; the fields are ASCII.
+    const int bodyUnits = fields.size() + payload.size() + 1;
+    const QByteArray text = payload.toUtf8();
+    data.reserve(8 + fields.size() + text.size() + 1);
+    data.append('@');
+    appendZeroPadded(data, bodyUnits, 6);
+    data.append(';');
+    data.append(fields);
+    data.append(text);
+    data.append(';');
 }
 
 WireMessage::WireMessage(const QByteArray &bytes)

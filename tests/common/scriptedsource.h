@@ -31,6 +31,8 @@ public:
         buffer.remove(0, piece.size());
         return piece;
     }
+    QByteArray peek(qint64 maxSize) override { return buffer.left(int(maxSize)); }
+    void skip(qint64 size) override { buffer.remove(0, int(size)); }
     bool waitForReadyRead(int msecs) override
     {
         lastWaitMs = msecs;
