@@ -504,7 +504,7 @@ int main(int argc, char **argv)
         for (int i = 0; i < 3; ++i)
             std::printf("| %s | %.1f | %.1f | %s | %s | %ld | %s |\n", names[i], rows[i]->p50, rows[i]->p99,
                         ratio(rows[i]->p50, echoTrip.p50).c_str(), ratio(rows[i]->p99, echoTrip.p99).c_str(),
-                        rows[i]->errors, i == 1 ? "p50 at most 3 x echo" : "");
+                        rows[i]->errors, i == 1 ? "p50 at most 1.15 x echo" : "");
 
         const Throughput echoLoad = throughput(echo.pid, echo.port, true, 64, seconds);
         const Throughput kvLoad = throughput(kv.pid, kv.port, false, 64, seconds);
