@@ -515,11 +515,11 @@ void footprint(const Programs &programs, int seconds)
         Figures cpu, resident, anonymous;
         double cpuMean = 0;
     };
-    auto measure = [&](bool serverRunning, int span) {
+    auto measure = [&](const std::string &program, bool serverRunning, int span) {
         const std::uint16_t port = benchkit::freePort();
         AppHome home(port, serverRunning, programs.documents);
         Child app;
-        app.start({programs.kvbeacon}, home.environment(), false);
+        app.start({program}, home.environment(), false);
         sleepMs(3000); // window up, simulator found, server started
 
         std::atomic<bool> stop{false};
@@ -574,8 +574,9 @@ void footprint(const Programs &programs, int seconds)
         app.stop();
         return result;
     };
-    const Sampled serving = measure(true, seconds);
-    const Sampled idle = measure(false, std::min(seconds, 60));
+    const Sampled serving = measure(programs.kvbeacon, true, seconds);
+    const Sampled idle = measure(programs.kvbeacon, false, std::min(seconds, 60));
+    const Sampled bare = measure(programs.bareWindow, false, std::min(seconds, 60));
     standIn.stop();
 
     std::printf("CPU is the process's threads' time on a core (/proc schedstat) per second, as a "
@@ -592,6 +593,11 @@ void footprint(const Programs &programs, int seconds)
     std::printf("| Server stopped | %ld | %.2f | %.2f | %.2f | %.1f | %.1f | %.1f | %.1f | | |\n",
                 idle.cpu.count, idle.cpuMean, idle.cpu.p50, idle.cpu.max, idle.resident.p50,
                 idle.resident.max, idle.anonymous.p50, idle.anonymous.max);
+    std::printf(
+        "| The limit: a bare Qt Widgets window (labels and a log view; no server, no link) | %ld | %.2f "
+        "| %.2f | %.2f | %.1f | %.1f | %.1f | %.1f | | |\n",
+        bare.cpu.count, bare.cpuMean, bare.cpu.p50, bare.cpu.max, bare.resident.p50, bare.resident.max,
+        bare.anonymous.p50, bare.anonymous.max);
 }
 
 } // namespace driverfeel

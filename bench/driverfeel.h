@@ -11,6 +11,7 @@ namespace driverfeel {
 struct Programs
 {
     std::string kvbeacon, simulator, documents;
+    std::string bareWindow; // the footprint's floor: a bare Qt Widgets window
 };
 
 // Press to simulator (idle and under 64 clients asking for 207) and the documents' freshness.

@@ -1,6 +1,6 @@
-// The listening socket on Windows. Winsock ignores a second listen() on a listening socket, so
-// the socket is made here, as Qt makes it for QHostAddress::Any, listened on with the deep
-// queue and handed to the server.
+// The listening socket on Windows, and the connection threads' priority. Winsock ignores a
+// second listen() on a listening socket, so the socket is made here, as Qt makes it for
+// QHostAddress::Any, listened on with the deep queue and handed to the server.
 #include "serverplatform.h"
 
 #include <QTcpServer>
