@@ -28,7 +28,8 @@ struct Child
                bool readPort = true, bool withInput = false)
     {
         int out[2], in[2] = {-1, -1};
-        if (pipe(out) != 0 || (withInput && pipe(in) != 0))
+        // Close-on-exec, so that later children do not hold this one's pipes open.
+        if (pipe2(out, O_CLOEXEC) != 0 || (withInput && pipe2(in, O_CLOEXEC) != 0))
             return false;
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);

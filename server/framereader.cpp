@@ -6,22 +6,26 @@
 
 namespace {
 // Scans for a head. Returns the wanted body size, or 0 when the available bytes hold none.
-// The bytes are looked at in place and only what the scan passes over is taken, as a scan
-// that reads them one at a time would take it, without a read and an allocation per byte.
+// The bytes are looked at in place, once, and only what the scan passes over is taken, as a
+// scan that reads them one at a time would take it, without a read and an allocation per byte.
 int findHead(FrameReader::Source &source, QByteArray &head)
 {
-    qint64 available = source.bytesAvailable();
-    while (available > 0) {
+    for (qint64 available = source.bytesAvailable(); available > 0; available = source.bytesAvailable()) {
         const QByteArray seen = source.peek(available);
         if (seen.isEmpty())
             return 0;
-        // A marker counts when at least 9 bytes, itself included, were there before it was
-        // taken: the head and one body byte.
-        int at = 0;
-        while (at < seen.size() && !(seen.at(at) == '@' && available - at >= FrameHead::size + 1))
-            ++at;
-        source.skip(at);
-        if (at < seen.size()) {
+        // `from` counts the bytes of `seen` already taken. Nothing arrives while the scan runs,
+        // so the count taken before byte `at` was read is `available - at`.
+        qint64 from = 0;
+        while (from < seen.size()) {
+            // A marker counts when at least 9 bytes, itself included, were there before it was
+            // taken: the head and one body byte.
+            qint64 at = from;
+            while (at < seen.size() && !(seen.at(int(at)) == '@' && available - at >= FrameHead::size + 1))
+                ++at;
+            source.skip(at - from);
+            if (at == seen.size())
+                break;
             // A rejected head is dropped whole, so that a good frame behind it parses cleanly.
             const QByteArray candidate = source.read(FrameHead::size);
             const int wanted = FrameHead::bodySize(candidate);
@@ -29,8 +33,8 @@ int findHead(FrameReader::Source &source, QByteArray &head)
                 head = candidate;
                 return wanted;
             }
+            from = at + candidate.size();
         }
-        available = source.bytesAvailable();
     }
     return 0;
 }

@@ -24,7 +24,12 @@ public:
     qint64 bytesAvailable() override { return socket->bytesAvailable(); }
     QByteArray read(qint64 maxSize) override { return socket->read(maxSize); }
     QByteArray peek(qint64 maxSize) override { return socket->peek(maxSize); }
-    void skip(qint64 size) override { socket->skip(size); }
+    // Read and dropped rather than QIODevice::skip(), which Qt has only from 5.10 on.
+    void skip(qint64 size) override
+    {
+        if (size > 0)
+            socket->read(size);
+    }
     void sleep(int msecs) override { QThread::msleep(static_cast<unsigned long>(msecs)); }
     void disconnectFromHost() override { socket->disconnectFromHost(); }
 

@@ -13,9 +13,9 @@ namespace serverplatform {
 // overflows into the kernel's one-second SYN retries. False when the port cannot be had.
 bool listenDeep(QTcpServer *server, quint16 port);
 
-// Called once at the top of main(), before the toolkit starts. On Linux the threads then run
-// Qt's own event loop instead of GLib's, which wakes its own thread each time a socket is
-// written to: four system calls more on every request. Elsewhere it does nothing.
+// Called once at the top of main(), before the toolkit starts. On Linux the connection
+// threads then run Qt's own event loop instead of GLib's, which wakes its own thread each time
+// a socket is written to: four system calls more on every request. Elsewhere it does nothing.
 void prepareProcess();
 
 // Puts the calling connection thread below the window's thread and the rest of the machine:

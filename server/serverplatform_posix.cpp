@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -28,19 +29,23 @@ bool listenDeep(QTcpServer *server, quint16 port)
 
 void prepareProcess()
 {
-    qputenv("QT_NO_GLIB", "1");
+    // Only threads other than the main one: the window keeps GLib's loop, which a desktop's
+    // own file dialogs need. A value the user has set stands.
+    setenv("QT_NO_THREADED_GLIB", "1", 0);
 }
 
 void lowerThreadPriority()
 {
-    // Linux gives every thread a nice value of its own; raising it needs no privilege. Ten
-    // steps leave a connection thread about a tenth of a normal thread's share when both want
-    // the core.
-    const id_t thread = static_cast<id_t>(gettid());
+#ifdef __linux__
+    // Linux keeps a nice value for each thread, and PRIO_PROCESS with 0 means the calling
+    // thread alone; raising it needs no privilege. Ten steps leave a connection thread about a
+    // tenth of a normal thread's share when both want the core. Elsewhere the value belongs to
+    // the whole process, so it is left alone.
     errno = 0;
-    const int nice = getpriority(PRIO_PROCESS, thread);
+    const int nice = getpriority(PRIO_PROCESS, 0);
     if (errno == 0)
-        setpriority(PRIO_PROCESS, thread, nice + 10);
+        setpriority(PRIO_PROCESS, 0, nice + 10);
+#endif
 }
 
 } // namespace serverplatform
