@@ -588,7 +588,7 @@ void footprint(const Programs &programs, int seconds)
     const Sampled bare = measure(programs.bareWindow, false, std::min(seconds, 60));
     standIn.stop();
 
-    std::printf("CPU is the process's threads' time on a core (/proc schedstat) per second, as a "
+    std::printf("CPU is the process's time on a core, all its threads (its CPU clock), per second, as a "
                 "percentage of one core; resident memory is read each second, all of it and the "
                 "anonymous part (the program's own heap, stacks and data, without the pages of the "
                 "libraries it maps).\n\n");
