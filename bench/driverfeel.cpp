@@ -481,6 +481,27 @@ void startUp(const Programs &programs, bool quick)
     once(false); // what the cold runs left in the cache is the warm start's
     for (int i = 0; i < (quick ? 2 : 7); ++i)
         add(once(false), warmListen, warmShown, warmFailed);
+    // The limit for the window: a bare Qt Widgets window started the same way, warm.
+    std::vector<double> bareShown;
+    long bareFailed = 0;
+    for (int i = 0; i <= (quick ? 2 : 7); ++i) {
+        Child bare;
+        const auto started = Clock::now();
+        bare.start({programs.bareWindow}, {}, false);
+        double shown = -1;
+        while (shown < 0 && Clock::now() - started < std::chrono::seconds(10)) {
+            if (windowShown(display, "bare window"))
+                shown = std::chrono::duration<double, std::milli>(Clock::now() - started).count();
+            sleepMs(1);
+        }
+        bare.stop();
+        if (i == 0) // its first start fills the cache with what it alone loads
+            continue;
+        if (shown < 0)
+            ++bareFailed;
+        else
+            bareShown.push_back(shown);
+    }
     standIn.stop();
     XCloseDisplay(display);
 
@@ -503,6 +524,9 @@ void startUp(const Programs &programs, bool quick)
     };
     row("Cold", coldListen, coldShown, coldFailed);
     row("Warm", warmListen, warmShown, warmFailed);
+    const Figures bare = figuresOf(bareShown);
+    std::printf("| The limit: a bare Qt Widgets window, warm | %ld | %ld | | | | %.0f | %.0f | |\n",
+                bare.count + bareFailed, bareFailed, bare.p50, bare.max);
 }
 
 void footprint(const Programs &programs, int seconds)
