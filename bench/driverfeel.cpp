@@ -3,6 +3,7 @@
 #include "benchkit.h"
 #include "blockingclient.h"
 #include "child.h"
+#include "processfigures.h"
 #include "simcommands.h"
 #include "wiremessage.h"
 
@@ -321,18 +322,6 @@ double cpuNanoseconds(pid_t pid)
     return static_cast<double>(t.tv_sec) * 1e9 + static_cast<double>(t.tv_nsec);
 }
 
-// A line of /proc/PID/status in KB: VmRSS is all resident memory, RssAnon the part that is
-// the process's own rather than pages of the files it maps (its libraries above all).
-long statusKb(pid_t pid, const std::string &field)
-{
-    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-    std::string line;
-    while (std::getline(status, line))
-        if (line.compare(0, field.size() + 1, field + ":") == 0)
-            return std::atol(line.c_str() + field.size() + 1);
-    return 0;
-}
-
 // The stand-in with stamped lines and its window, for the press and freshness figures.
 bool startStandIn(Child &standIn, const std::shared_ptr<Stamps> &stamps, const Programs &programs)
 {
@@ -442,18 +431,22 @@ void startUp(const Programs &programs, bool quick)
     {
         double listening = -1, shown = -1;
     };
-    auto once = [&](bool cold) {
+    // One start of `program` until its window titled `title` is shown and, if it `listens`, its
+    // server accepts.
+    auto once = [&](const std::string &program, const char *title, bool listens, bool cold) {
         const std::uint16_t port = benchkit::freePort();
         AppHome home(port, true, programs.documents);
         if (cold)
             dropPageCache();
         Run run;
+        if (!listens)
+            run.listening = 0; // nothing to wait for
         Child app;
         const auto started = Clock::now();
-        app.start({programs.kvbeacon}, home.environment(), false);
+        app.start({program}, home.environment(), false);
         while ((run.listening < 0 || run.shown < 0) && Clock::now() - started < std::chrono::seconds(10)) {
             const double at = std::chrono::duration<double, std::milli>(Clock::now() - started).count();
-            if (run.shown < 0 && windowShown(display, "kvBeacon"))
+            if (run.shown < 0 && windowShown(display, title))
                 run.shown = at;
             if (run.listening < 0 && accepts(port))
                 run.listening = at;
@@ -477,31 +470,17 @@ void startUp(const Programs &programs, bool quick)
     };
     if (canDrop)
         for (int i = 0; i < (quick ? 1 : 3); ++i)
-            add(once(true), coldListen, coldShown, coldFailed);
-    once(false); // what the cold runs left in the cache is the warm start's
+            add(once(programs.kvbeacon, "kvBeacon", true, true), coldListen, coldShown, coldFailed);
+    once(programs.kvbeacon, "kvBeacon", true,
+         false); // what the cold runs left in the cache is the warm start's
     for (int i = 0; i < (quick ? 2 : 7); ++i)
-        add(once(false), warmListen, warmShown, warmFailed);
+        add(once(programs.kvbeacon, "kvBeacon", true, false), warmListen, warmShown, warmFailed);
     // The limit for the window: a bare Qt Widgets window started the same way, warm.
-    std::vector<double> bareShown;
+    std::vector<double> bareListen, bareShown;
     long bareFailed = 0;
-    for (int i = 0; i <= (quick ? 2 : 7); ++i) {
-        Child bare;
-        const auto started = Clock::now();
-        bare.start({programs.bareWindow}, {}, false);
-        double shown = -1;
-        while (shown < 0 && Clock::now() - started < std::chrono::seconds(10)) {
-            if (windowShown(display, "bare window"))
-                shown = std::chrono::duration<double, std::milli>(Clock::now() - started).count();
-            sleepMs(1);
-        }
-        bare.stop();
-        if (i == 0) // its first start fills the cache with what it alone loads
-            continue;
-        if (shown < 0)
-            ++bareFailed;
-        else
-            bareShown.push_back(shown);
-    }
+    once(programs.bareWindow, "bare window", false, false); // the cache gets what it alone loads
+    for (int i = 0; i < (quick ? 2 : 7); ++i)
+        add(once(programs.bareWindow, "bare window", false, false), bareListen, bareShown, bareFailed);
     standIn.stop();
     XCloseDisplay(display);
 
@@ -590,8 +569,9 @@ void footprint(const Programs &programs, int seconds)
             const double nowCpu = cpuNanoseconds(app.pid);
             cpu.push_back(100.0 * (nowCpu - lastCpu) /
                           std::chrono::duration<double, std::nano>(at - lastAt).count());
-            resident.push_back(static_cast<double>(statusKb(app.pid, "VmRSS")) / 1024.0);
-            anonymous.push_back(static_cast<double>(statusKb(app.pid, "RssAnon")) / 1024.0);
+            const ProcessFigures figures = ProcessFigures::of(app.pid);
+            resident.push_back(static_cast<double>(figures.residentKb) / 1024.0);
+            anonymous.push_back(static_cast<double>(figures.anonymousKb) / 1024.0);
             lastCpu = nowCpu;
             lastAt = at;
         }

@@ -10,7 +10,8 @@ struct ProcessFigures
     int threads = 0;
     int descriptors = 0;
     long residentKb = 0;
-    long cpuTicks = 0; // user + system, in clock ticks
+    long anonymousKb = 0; // of the resident memory, what maps no file (heap, stacks, data)
+    long cpuTicks = 0;    // user + system, in clock ticks
 
     static ProcessFigures of(int pid = 0)
     {
@@ -23,6 +24,8 @@ struct ProcessFigures
                     figures.threads = line.mid(8).trimmed().toInt();
                 if (line.startsWith("VmRSS:"))
                     figures.residentKb = line.mid(6).trimmed().split(' ').value(0).toLong();
+                if (line.startsWith("RssAnon:"))
+                    figures.anonymousKb = line.mid(8).trimmed().split(' ').value(0).toLong();
             }
         // utime and stime are the 12th and 13th fields after the command's closing parenthesis.
         if (stat.open(QIODevice::ReadOnly)) {
