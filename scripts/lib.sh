@@ -1,7 +1,8 @@
 # Shared steps of the project's scripts; sourced, not run.
 
 # The Debian packages every build needs.
-KVB_BUILD_PACKAGES=(cmake ninja-build g++ qtbase5-dev qtbase5-dev-tools libx11-dev libx11-xcb-dev libxcb1-dev libxtst-dev)
+KVB_BUILD_PACKAGES=(cmake ninja-build g++ qtbase5-dev qtbase5-dev-tools libx11-dev libx11-xcb-dev libxcb1-dev libxtst-dev
+    libboost-dev)
 
 # Installs whichever of the given Debian packages are missing.
 ensure_packages() {

@@ -1,0 +1,263 @@
+#include "beaconlink.h"
+
+#include "beaconclient.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace {
+std::string compact(const QJsonObject &object)
+{
+    return QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString();
+}
+
+QJsonValue numberOrNull(const std::optional<double> &value)
+{
+    return value ? QJsonValue(*value) : QJsonValue(QJsonValue::Null);
+}
+
+// A fresh kvBeacon, or one that has not seen the simulator since it started.
+bool hasStartValues(const LiveDocument &live)
+{
+    return live.SessionNum == -1 && live.SessionTimeSinceStarted == -1.0;
+}
+} // namespace
+
+BeaconLink::BeaconLink(Hub &hub, const QString &host, quint16 port, Timing timing)
+    : hub(hub), host(host), port(port), timing(timing)
+{
+    // Before the thread runs, so that a page served at once finds a state.
+    publishState(Connecting);
+}
+
+BeaconLink::~BeaconLink()
+{
+    stop();
+    wait();
+}
+
+void BeaconLink::enqueue(Command command)
+{
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        commands.push_back(std::move(command));
+    }
+    wake.notify_one();
+}
+
+void BeaconLink::stop()
+{
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        stopping = true;
+    }
+    wake.notify_one();
+}
+
+QString BeaconLink::stateName(State state)
+{
+    switch (state) {
+    case Connecting:
+        return QStringLiteral("connecting");
+    case Unreachable:
+        return QStringLiteral("no-beacon");
+    case NoSimulator:
+        return QStringLiteral("no-simulator");
+    case Live:
+        break;
+    }
+    return QStringLiteral("live");
+}
+
+QString BeaconLink::stateText(State state) const
+{
+    switch (state) {
+    case Connecting:
+        return QStringLiteral("Waiting for fresh data from kvBeacon");
+    case Unreachable:
+        return QStringLiteral("kvBeacon unreachable at %1:%2").arg(host).arg(port);
+    case NoSimulator:
+        return QStringLiteral("Simulator not found: kvBeacon has no live data");
+    case Live:
+        break;
+    }
+    return QStringLiteral("Live");
+}
+
+void BeaconLink::run()
+{
+    BeaconClient client;
+    auto nextPoll = Clock::now();
+    auto nextMacros = nextPoll;
+    for (;;) {
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            if (stopping)
+                break;
+        }
+        auto now = Clock::now();
+        if (!client.isConnected() && now - lastAttempt >= std::chrono::milliseconds(timing.reconnectMs)) {
+            connectAnew(client);
+            nextMacros = now = Clock::now();
+        }
+        runCommands(client);
+        if (client.isConnected() && now >= nextPoll) {
+            const bool withMacros = now >= nextMacros;
+            if (withMacros)
+                nextMacros = now + std::chrono::milliseconds(timing.macrosMs);
+            poll(client, withMacros);
+            nextPoll += std::chrono::milliseconds(timing.pollMs);
+            // A poll that ran late sets the beat anew instead of running the missed ones.
+            if (nextPoll < Clock::now())
+                nextPoll = Clock::now() + std::chrono::milliseconds(timing.pollMs);
+        }
+        const auto until = client.isConnected() ? nextPoll
+                                                : lastAttempt + std::chrono::milliseconds(timing.reconnectMs);
+        std::unique_lock<std::mutex> lock(mutex);
+        wake.wait_until(lock, until, [this] { return stopping || !commands.empty(); });
+    }
+    client.close();
+}
+
+void BeaconLink::connectAnew(BeaconClient &client)
+{
+    // Closed before the new connect: a close after it would pause kvBeacon's publishing again.
+    client.close();
+    lastAttempt = Clock::now();
+    if (!client.connectTo(host, port, timing.requestMs)) {
+        publishState(Unreachable);
+        return;
+    }
+    client.tell(201, QStringLiteral("kvbeacon-web"), timing.requestMs);
+    connectedAt = lastMove = Clock::now();
+    firstReply = true;
+    if (state != NoSimulator)
+        publishState(Connecting);
+}
+
+void BeaconLink::lostBeacon(BeaconClient &client)
+{
+    client.close();
+    lastAttempt = Clock::now();
+    publishState(Unreachable);
+}
+
+void BeaconLink::runCommands(BeaconClient &client)
+{
+    std::deque<Command> taken;
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        taken.swap(commands);
+    }
+    for (const Command &command : taken) {
+        bool ok = false;
+        if (client.isConnected()) {
+            ok = command.kind == Command::Macro ? client.runMacro(command.value, timing.requestMs)
+                                                : client.pressKey(command.value, timing.requestMs);
+            if (!ok)
+                lostBeacon(client);
+        }
+        const QString words = ok ? (command.kind == Command::Macro ? QStringLiteral("Button ok")
+                                                                   : QStringLiteral("KEY OK"))
+                                 : stateText(Unreachable);
+        if (const std::shared_ptr<Viewer> viewer = command.from.lock())
+            viewer->deliver(Channel::Result, std::make_shared<const std::string>(command.result(ok, words)));
+    }
+}
+
+void BeaconLink::poll(BeaconClient &client, bool withMacros)
+{
+    const std::optional<Reply> live = client.request(207, QString(), timing.requestMs);
+    const std::optional<Reply> info = live ? client.request(208, QString(), timing.requestMs) : std::nullopt;
+    if (!info) {
+        lostBeacon(client);
+        return;
+    }
+    const std::optional<LiveDocument> document = LiveDocument::fromJson(live->payload);
+    onLive(client, document, live->payload);
+    if (!client.isConnected())
+        return;
+
+    const QJsonObject infoObject = QJsonDocument::fromJson(info->payload.toUtf8()).object();
+    std::string infoMessage = compact({{QStringLiteral("type"), QStringLiteral("info")},
+                                       {QStringLiteral("info"), infoObject}});
+    if (infoMessage != lastInfo) {
+        lastInfo = infoMessage;
+        hub.publish(Channel::Info, std::move(infoMessage));
+    }
+
+    if (!withMacros)
+        return;
+    const std::optional<Reply> macros = client.request(205, QString(), timing.requestMs);
+    if (!macros) {
+        lostBeacon(client);
+        return;
+    }
+    QJsonObject message{{QStringLiteral("type"), QStringLiteral("macros")}};
+    if (macros->payload == QLatin1String("iRacing not found")) {
+        message.insert(QStringLiteral("macros"), QJsonValue::Null);
+        message.insert(QStringLiteral("error"),
+                       QStringLiteral("kvBeacon finds no app.ini in the simulator's documents folder"));
+    } else {
+        message.insert(QStringLiteral("macros"), QJsonArray::fromStringList(macros->payload.split(QLatin1Char('|'))));
+    }
+    std::string macrosMessage = compact(message);
+    if (macrosMessage != lastMacros) {
+        lastMacros = macrosMessage;
+        hub.publish(Channel::Macros, std::move(macrosMessage));
+    }
+}
+
+void BeaconLink::onLive(BeaconClient &client, const std::optional<LiveDocument> &live, const QString &text)
+{
+    const auto now = Clock::now();
+    const double sessionTime = live ? live->SessionTimeSinceStarted : -1.0;
+    // The first reply on a new connection may still carry what was published before it.
+    const bool moved = live && !hasStartValues(*live) && !firstReply && sessionTime != lastSessionTime;
+    firstReply = false;
+    lastSessionTime = sessionTime;
+    if (moved) {
+        lastMove = now;
+        publishState(Live);
+    } else if (now - lastMove >= std::chrono::milliseconds(timing.frozenMs)) {
+        if (state == Live) {
+            // Maybe the simulator stopped, maybe another client left: a new connection tells.
+            connectAnew(client);
+            publishState(Connecting);
+            return;
+        }
+        if (state == Connecting && now - connectedAt >= std::chrono::milliseconds(timing.frozenMs))
+            publishState(NoSimulator);
+        else if (state == NoSimulator && now - lastAttempt >= std::chrono::milliseconds(timing.retryMs))
+            connectAnew(client);
+        return;
+    }
+    if (state != Live)
+        return;
+    if (live->SessionNum != lastSessionNum) {
+        lastSessionNum = live->SessionNum;
+        fuel.reset();
+    }
+    fuel.add(live->RaceLaps, live->FuelLevel);
+    const QJsonObject object = QJsonDocument::fromJson(text.toUtf8()).object();
+    hub.publish(Channel::Live, compact({{QStringLiteral("type"), QStringLiteral("live")},
+                                        {QStringLiteral("live"), object},
+                                        {QStringLiteral("fuelPerLap"), numberOrNull(fuel.perLap())},
+                                        {QStringLiteral("fuelLapsLeft"),
+                                         numberOrNull(fuel.lapsLeft(live->FuelLevel))}}));
+}
+
+void BeaconLink::publishState(State next)
+{
+    if (stateSent && next == state)
+        return;
+    state = next;
+    stateSent = true;
+    hub.setLive(state == Live);
+    hub.publish(Channel::State, compact({{QStringLiteral("type"), QStringLiteral("state")},
+                                         {QStringLiteral("state"), stateName(state)},
+                                         {QStringLiteral("text"), stateText(state)},
+                                         {QStringLiteral("beacon"),
+                                          QStringLiteral("%1:%2").arg(host).arg(port)}}));
+}

@@ -1,0 +1,92 @@
+#pragma once
+
+#include "command.h"
+#include "fuelestimate.h"
+#include "hub.h"
+
+#include <QString>
+#include <QThread>
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <optional>
+
+class BeaconClient;
+struct LiveDocument;
+
+// The companion's one connection to kvBeacon, on a thread of its own: polls both documents
+// every 100 ms and the chat macros every two seconds, runs the browsers' presses in between,
+// and publishes what it reads to the hub. A press waits for at most the one request in flight.
+//
+// kvBeacon stops publishing for everyone when any client leaves, until the next connect; so
+// documents that stop moving while the simulator should run are answered with a new connection.
+// Only documents seen moving count as live.
+class BeaconLink : public QThread
+{
+public:
+    // The connection's states as the pages show them.
+    enum State { Connecting, Unreachable, NoSimulator, Live };
+
+    struct Timing
+    {
+        int pollMs = 100;
+        int macrosMs = 2000;
+        // Documents standing still this long are not live: four missed polls of kvBeacon's.
+        int frozenMs = 400;
+        // How often a link that sees no simulator, or no kvBeacon, tries a fresh connection.
+        int retryMs = 3000;
+        // How soon an unreachable kvBeacon is tried again.
+        int reconnectMs = 1000;
+        int requestMs = 1000;
+    };
+
+    BeaconLink(Hub &hub, const QString &host, quint16 port, Timing timing);
+    BeaconLink(Hub &hub, const QString &host, quint16 port) : BeaconLink(hub, host, port, Timing()) {}
+    ~BeaconLink() override;
+
+    // Thread-safe; the press runs before the next poll.
+    void enqueue(Command command);
+    void stop();
+
+    // What a state is called in messages, and what the pages say of it.
+    static QString stateName(State state);
+    QString stateText(State state) const;
+
+protected:
+    void run() override;
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void connectAnew(BeaconClient &client);
+    void runCommands(BeaconClient &client);
+    void poll(BeaconClient &client, bool withMacros);
+    void onLive(BeaconClient &client, const std::optional<LiveDocument> &live, const QString &text);
+    void publishState(State state);
+    void lostBeacon(BeaconClient &client);
+
+    Hub &hub;
+    const QString host;
+    const quint16 port;
+    const Timing timing;
+
+    std::mutex mutex;
+    std::condition_variable wake;
+    std::deque<Command> commands;
+    bool stopping = false;
+
+    // Touched by the link's thread alone.
+    State state = Connecting;
+    bool stateSent = false;
+    Clock::time_point connectedAt;
+    Clock::time_point lastMove;
+    Clock::time_point lastAttempt;
+    double lastSessionTime = 0;
+    bool firstReply = false;
+    int lastSessionNum = -2;
+    std::string lastInfo;
+    std::string lastMacros;
+    FuelEstimate fuel;
+};

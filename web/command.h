@@ -1,0 +1,25 @@
+#pragma once
+
+#include "hub.h"
+
+#include <QJsonValue>
+#include <QString>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+// A press asked for by a browser: a chat macro or a key, with the browser to answer.
+struct Command
+{
+    enum Kind { Macro, Key } kind = Macro;
+    int value = 0;        // the macro's number from 1, or the virtual-key code
+    QJsonValue id = QJsonValue::Undefined; // the request's "id", echoed in the result
+    std::weak_ptr<Viewer> from;
+
+    // Reads {"macro":N} or {"key":CODE}, CODE a number or a key name, with an optional "id".
+    // Nothing, and `error` in words, when the text is no such request.
+    static std::optional<Command> fromJson(const std::string &text, QString *error);
+    // The answer to this command as a Result message.
+    std::string result(bool ok, const QString &replyOrError) const;
+};

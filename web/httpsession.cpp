@@ -1,0 +1,120 @@
+#include "httpsession.h"
+
+#include "websocketsession.h"
+
+#include <chrono>
+
+namespace {
+// A request needs no body: anything larger is no browser of ours.
+constexpr std::size_t bodyLimit = 16 * 1024;
+constexpr auto readTimeLimit = std::chrono::seconds(30);
+
+std::string pathOf(beast::string_view target)
+{
+    const std::size_t query = target.find('?');
+    return std::string(target.substr(0, query));
+}
+} // namespace
+
+void HttpSession::run()
+{
+    // On the session's own strand, as every later step.
+    net::dispatch(stream.get_executor(), beast::bind_front_handler(&HttpSession::read, shared_from_this()));
+}
+
+void HttpSession::read()
+{
+    parser.emplace();
+    parser->body_limit(bodyLimit);
+    stream.expires_after(readTimeLimit);
+    http::async_read(stream, buffer, *parser, beast::bind_front_handler(&HttpSession::onRead, shared_from_this()));
+}
+
+void HttpSession::onRead(beast::error_code error, std::size_t)
+{
+    if (error == http::error::end_of_stream) {
+        stream.socket().shutdown(tcp::socket::shutdown_send, error);
+        return;
+    }
+    if (error) {
+        // A request that is no HTTP gets told so; a connection that went away gets nothing.
+        if (error.category() == http::make_error_code(http::error::bad_target).category()) {
+            http::response<http::string_body> response{http::status::bad_request, 11};
+            response.set(http::field::content_type, "text/plain; charset=utf-8");
+            response.body() = "Bad request: " + error.message() + "\n";
+            response.keep_alive(false);
+            send(std::move(response));
+        }
+        return;
+    }
+    http::request<http::string_body> request = parser->release();
+    if (websocket::is_upgrade(request) && pathOf(request.target()) == "/ws") {
+        stream.expires_never();
+        std::make_shared<WebSocketSession>(stream.release_socket(), context)->run(std::move(request));
+        return;
+    }
+    respond(request);
+}
+
+void HttpSession::respond(const http::request<http::string_body> &request)
+{
+    const auto reply = [&](http::status status, std::string contentType, std::string body) {
+        http::response<http::string_body> response{status, request.version()};
+        response.set(http::field::server, "kvbeacon-web");
+        response.set(http::field::content_type, contentType);
+        // The documents change ten times a second and the pages with the program: never cache.
+        response.set(http::field::cache_control, "no-store");
+        response.keep_alive(request.keep_alive());
+        if (request.method() != http::verb::head)
+            response.body() = std::move(body);
+        else
+            response.content_length(body.size());
+        response.prepare_payload();
+        send(std::move(response));
+    };
+    const std::string path = pathOf(request.target());
+    if (request.method() != http::verb::get && request.method() != http::verb::head) {
+        reply(http::status::method_not_allowed, "text/plain; charset=utf-8", "Only GET and HEAD are served\n");
+        return;
+    }
+    if (path == "/api/live" || path == "/api/info") {
+        const std::shared_ptr<const std::string> message =
+            context.hub.latest(path == "/api/live" ? Channel::Live : Channel::Info);
+        // Documents are only worth reading while they move; otherwise the state says why not.
+        if (context.hub.isLive() && message)
+            reply(http::status::ok, "application/json", *message);
+        else
+            reply(http::status::service_unavailable, "application/json",
+                  *context.hub.latest(Channel::State));
+        return;
+    }
+    if (path == "/api/macros" || path == "/api/state") {
+        const std::shared_ptr<const std::string> message =
+            context.hub.latest(path == "/api/state" ? Channel::State : Channel::Macros);
+        if (message)
+            reply(http::status::ok, "application/json", *message);
+        else
+            reply(http::status::service_unavailable, "application/json", *context.hub.latest(Channel::State));
+        return;
+    }
+    if (const Pages::Page *page = context.pages.find(path)) {
+        reply(http::status::ok, page->contentType, page->body);
+        return;
+    }
+    reply(http::status::not_found, "text/plain; charset=utf-8", "Not found: " + path + "\n");
+}
+
+void HttpSession::send(http::response<http::string_body> &&response)
+{
+    auto message = std::make_shared<http::response<http::string_body>>(std::move(response));
+    http::async_write(stream, *message,
+                      [self = shared_from_this(), message](beast::error_code error, std::size_t) {
+                          if (error)
+                              return;
+                          if (message->need_eof()) {
+                              self->stream.socket().shutdown(tcp::socket::shutdown_send, error);
+                              return;
+                          }
+                          self->read();
+                      });
+}

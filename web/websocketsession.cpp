@@ -1,0 +1,114 @@
+#include "websocketsession.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <chrono>
+
+void WebSocketSession::run(http::request<http::string_body> request)
+{
+    websocket::stream_base::timeout timeouts =
+        websocket::stream_base::timeout::suggested(beast::role_type::server);
+    timeouts.idle_timeout = std::chrono::seconds(idleSeconds);
+    timeouts.keep_alive_pings = true;
+    ws.set_option(timeouts);
+    ws.set_option(websocket::stream_base::decorator(
+        [](websocket::response_type &response) { response.set(http::field::server, "kvbeacon-web"); }));
+    // A press is a few bytes; a larger message is no browser of ours.
+    ws.read_message_max(4096);
+    auto self = shared_from_this();
+    net::dispatch(ws.get_executor(), [self, request = std::move(request)]() mutable {
+        self->ws.async_accept(request, beast::bind_front_handler(&WebSocketSession::onAccept, self));
+    });
+}
+
+void WebSocketSession::onAccept(beast::error_code error)
+{
+    if (error) {
+        closed = true;
+        return;
+    }
+    open = true;
+    context.hub.attach(shared_from_this());
+    read();
+}
+
+void WebSocketSession::deliver(Channel channel, std::shared_ptr<const std::string> message)
+{
+    net::post(ws.get_executor(), [self = shared_from_this(), channel, message = std::move(message)]() mutable {
+        self->take(channel, std::move(message));
+    });
+}
+
+void WebSocketSession::take(Channel channel, std::shared_ptr<const std::string> message)
+{
+    if (closed)
+        return;
+    if (channel == Channel::Result) {
+        if (results.size() < resultsKept)
+            results.push_back(std::move(message));
+    } else {
+        waiting[static_cast<int>(channel)] = std::move(message);
+    }
+    if (!writing)
+        writeNext();
+}
+
+void WebSocketSession::writeNext()
+{
+    writing.reset();
+    if (closed || !open)
+        return;
+    // The state first, so a page never shows values under the wrong heading; results before
+    // the documents, since a press is what a driver waits for.
+    if (waiting[static_cast<int>(Channel::State)]) {
+        writing = std::move(waiting[static_cast<int>(Channel::State)]);
+    } else if (!results.empty()) {
+        writing = std::move(results.front());
+        results.pop_front();
+    } else {
+        for (Channel channel : {Channel::Info, Channel::Macros, Channel::Live}) {
+            if (waiting[static_cast<int>(channel)]) {
+                writing = std::move(waiting[static_cast<int>(channel)]);
+                break;
+            }
+        }
+    }
+    if (!writing)
+        return;
+    ws.text(true);
+    ws.async_write(net::buffer(*writing), [self = shared_from_this()](beast::error_code error, std::size_t) {
+        if (error) {
+            self->closed = true;
+            self->writing.reset();
+            return;
+        }
+        self->writeNext();
+    });
+}
+
+void WebSocketSession::read()
+{
+    ws.async_read(buffer, beast::bind_front_handler(&WebSocketSession::onRead, shared_from_this()));
+}
+
+void WebSocketSession::onRead(beast::error_code error, std::size_t)
+{
+    if (error) {
+        closed = true;
+        return;
+    }
+    const std::string text = beast::buffers_to_string(buffer.data());
+    buffer.consume(buffer.size());
+    QString problem;
+    if (std::optional<Command> command = Command::fromJson(text, &problem)) {
+        command->from = weak_from_this();
+        context.commands(std::move(*command));
+    } else {
+        const QJsonObject reply{{QStringLiteral("type"), QStringLiteral("error")},
+                                {QStringLiteral("error"), problem}};
+        take(Channel::Result, std::make_shared<const std::string>(
+                                  QJsonDocument(reply).toJson(QJsonDocument::Compact).toStdString()));
+    }
+    read();
+}
