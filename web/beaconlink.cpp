@@ -112,8 +112,8 @@ void BeaconLink::run()
             if (nextPoll < Clock::now())
                 nextPoll = Clock::now() + std::chrono::milliseconds(timing.pollMs);
         }
-        const auto until = client.isConnected() ? nextPoll
-                                                : lastAttempt + std::chrono::milliseconds(timing.reconnectMs);
+        const auto until =
+            client.isConnected() ? nextPoll : lastAttempt + std::chrono::milliseconds(timing.reconnectMs);
         std::unique_lock<std::mutex> lock(mutex);
         wake.wait_until(lock, until, [this] { return stopping || !commands.empty(); });
     }
@@ -158,9 +158,9 @@ void BeaconLink::runCommands(BeaconClient &client)
             if (!ok)
                 lostBeacon(client);
         }
-        const QString words = ok ? (command.kind == Command::Macro ? QStringLiteral("Button ok")
-                                                                   : QStringLiteral("KEY OK"))
-                                 : stateText(Unreachable);
+        const QString words =
+            ok ? (command.kind == Command::Macro ? QStringLiteral("Button ok") : QStringLiteral("KEY OK"))
+               : stateText(Unreachable);
         if (const std::shared_ptr<Viewer> viewer = command.from.lock())
             viewer->deliver(Channel::Result, std::make_shared<const std::string>(command.result(ok, words)));
     }
@@ -180,8 +180,8 @@ void BeaconLink::poll(BeaconClient &client, bool withMacros)
         return;
 
     const QJsonObject infoObject = QJsonDocument::fromJson(info->payload.toUtf8()).object();
-    std::string infoMessage = compact({{QStringLiteral("type"), QStringLiteral("info")},
-                                       {QStringLiteral("info"), infoObject}});
+    std::string infoMessage =
+        compact({{QStringLiteral("type"), QStringLiteral("info")}, {QStringLiteral("info"), infoObject}});
     if (infoMessage != lastInfo) {
         lastInfo = infoMessage;
         hub.publish(Channel::Info, std::move(infoMessage));
@@ -200,7 +200,8 @@ void BeaconLink::poll(BeaconClient &client, bool withMacros)
         message.insert(QStringLiteral("error"),
                        QStringLiteral("kvBeacon finds no app.ini in the simulator's documents folder"));
     } else {
-        message.insert(QStringLiteral("macros"), QJsonArray::fromStringList(macros->payload.split(QLatin1Char('|'))));
+        message.insert(QStringLiteral("macros"),
+                       QJsonArray::fromStringList(macros->payload.split(QLatin1Char('|'))));
     }
     std::string macrosMessage = compact(message);
     if (macrosMessage != lastMacros) {
@@ -241,11 +242,11 @@ void BeaconLink::onLive(BeaconClient &client, const std::optional<LiveDocument> 
     }
     fuel.add(live->RaceLaps, live->FuelLevel);
     const QJsonObject object = QJsonDocument::fromJson(text.toUtf8()).object();
-    hub.publish(Channel::Live, compact({{QStringLiteral("type"), QStringLiteral("live")},
-                                        {QStringLiteral("live"), object},
-                                        {QStringLiteral("fuelPerLap"), numberOrNull(fuel.perLap())},
-                                        {QStringLiteral("fuelLapsLeft"),
-                                         numberOrNull(fuel.lapsLeft(live->FuelLevel))}}));
+    hub.publish(Channel::Live,
+                compact({{QStringLiteral("type"), QStringLiteral("live")},
+                         {QStringLiteral("live"), object},
+                         {QStringLiteral("fuelPerLap"), numberOrNull(fuel.perLap())},
+                         {QStringLiteral("fuelLapsLeft"), numberOrNull(fuel.lapsLeft(live->FuelLevel))}}));
 }
 
 void BeaconLink::publishState(State next)
@@ -255,9 +256,9 @@ void BeaconLink::publishState(State next)
     state = next;
     stateSent = true;
     hub.setLive(state == Live);
-    hub.publish(Channel::State, compact({{QStringLiteral("type"), QStringLiteral("state")},
-                                         {QStringLiteral("state"), stateName(state)},
-                                         {QStringLiteral("text"), stateText(state)},
-                                         {QStringLiteral("beacon"),
-                                          QStringLiteral("%1:%2").arg(host).arg(port)}}));
+    hub.publish(Channel::State,
+                compact({{QStringLiteral("type"), QStringLiteral("state")},
+                         {QStringLiteral("state"), stateName(state)},
+                         {QStringLiteral("text"), stateText(state)},
+                         {QStringLiteral("beacon"), QStringLiteral("%1:%2").arg(host).arg(port)}}));
 }

@@ -12,8 +12,7 @@ constexpr int macroCount = 15;
 std::optional<Command> Command::fromJson(const std::string &text, QString *error)
 {
     QJsonParseError parseError;
-    const QJsonDocument document =
-        QJsonDocument::fromJson(QByteArray::fromStdString(text), &parseError);
+    const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(text), &parseError);
     if (!document.isObject()) {
         *error = QStringLiteral("not a JSON object");
         return std::nullopt;
@@ -34,7 +33,7 @@ std::optional<Command> Command::fromJson(const std::string &text, QString *error
         return command;
     }
     if (!key.isUndefined() && macro.isUndefined()) {
-        const std::optional<int> code = key.isString() ? KeyNames::code(key.toString())
+        const std::optional<int> code = key.isString()   ? KeyNames::code(key.toString())
                                         : key.isDouble() ? std::optional<int>(key.toInt(-1))
                                                          : std::nullopt;
         if (!code || *code < 1 || *code > 254 || (key.isDouble() && key.toDouble() != *code)) {

@@ -13,7 +13,7 @@
 struct Command
 {
     enum Kind { Macro, Key } kind = Macro;
-    int value = 0;        // the macro's number from 1, or the virtual-key code
+    int value = 0;                         // the macro's number from 1, or the virtual-key code
     QJsonValue id = QJsonValue::Undefined; // the request's "id", echoed in the result
     std::weak_ptr<Viewer> from;
 

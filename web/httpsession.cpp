@@ -27,7 +27,8 @@ void HttpSession::read()
     parser.emplace();
     parser->body_limit(bodyLimit);
     stream.expires_after(readTimeLimit);
-    http::async_read(stream, buffer, *parser, beast::bind_front_handler(&HttpSession::onRead, shared_from_this()));
+    http::async_read(stream, buffer, *parser,
+                     beast::bind_front_handler(&HttpSession::onRead, shared_from_this()));
 }
 
 void HttpSession::onRead(beast::error_code error, std::size_t)
@@ -74,7 +75,8 @@ void HttpSession::respond(const http::request<http::string_body> &request)
     };
     const std::string path = pathOf(request.target());
     if (request.method() != http::verb::get && request.method() != http::verb::head) {
-        reply(http::status::method_not_allowed, "text/plain; charset=utf-8", "Only GET and HEAD are served\n");
+        reply(http::status::method_not_allowed, "text/plain; charset=utf-8",
+              "Only GET and HEAD are served\n");
         return;
     }
     if (path == "/api/live" || path == "/api/info") {
@@ -84,8 +86,7 @@ void HttpSession::respond(const http::request<http::string_body> &request)
         if (context.hub.isLive() && message)
             reply(http::status::ok, "application/json", *message);
         else
-            reply(http::status::service_unavailable, "application/json",
-                  *context.hub.latest(Channel::State));
+            reply(http::status::service_unavailable, "application/json", *context.hub.latest(Channel::State));
         return;
     }
     if (path == "/api/macros" || path == "/api/state") {

@@ -35,14 +35,16 @@ int main(int argc, char *argv[])
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("kvbeacon-web"));
     QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("kvBeacon in the browser: a dashboard (/), chat-macro buttons (/buttons), a stream "
-                       "overlay (/overlay), a WebSocket (/ws) and the documents as JSON (/api/live, /api/info)."));
+    parser.setApplicationDescription(QStringLiteral(
+        "kvBeacon in the browser: a dashboard (/), chat-macro buttons (/buttons), a stream "
+        "overlay (/overlay), a WebSocket (/ws) and the documents as JSON (/api/live, /api/info)."));
     parser.addHelpOption();
-    parser.addOption({QStringLiteral("beacon"), QStringLiteral("The kvBeacon to read (default 127.0.0.1:%1).")
-                                                    .arg(BeaconClient::defaultPort),
-                      QStringLiteral("host:port")});
-    parser.addOption({QStringLiteral("port"), QStringLiteral("The port to serve the pages on (default 47813)."),
+    parser.addOption(
+        {QStringLiteral("beacon"),
+         QStringLiteral("The kvBeacon to read (default 127.0.0.1:%1).").arg(BeaconClient::defaultPort),
+         QStringLiteral("host:port")});
+    parser.addOption({QStringLiteral("port"),
+                      QStringLiteral("The port to serve the pages on (default 47813)."),
                       QStringLiteral("port")});
     parser.process(app);
 
@@ -54,7 +56,8 @@ int main(int argc, char *argv[])
         bool ok = colon > 0;
         const uint number = ok ? value.mid(colon + 1).toUInt(&ok) : 0;
         if (!ok || number == 0 || number > 65535) {
-            std::fprintf(stderr, "kvbeacon-web: --beacon wants host:port, such as 192.168.1.20:47812, not \"%s\"\n",
+            std::fprintf(stderr,
+                         "kvbeacon-web: --beacon wants host:port, such as 192.168.1.20:47812, not \"%s\"\n",
                          qPrintable(value));
             return 2;
         }
@@ -91,8 +94,8 @@ int main(int argc, char *argv[])
     std::printf("kvbeacon-web: serving on port %u, on every interface\n", server.port());
     std::printf("  dashboard  http://localhost:%u/\n", server.port());
     for (const QString &address : lanAddresses())
-        std::printf("  on a phone http://%s:%u/   (buttons: /buttons, overlay: /overlay)\n", qPrintable(address),
-                    server.port());
+        std::printf("  on a phone http://%s:%u/   (buttons: /buttons, overlay: /overlay)\n",
+                    qPrintable(address), server.port());
     std::printf("Anyone who reaches this port can run the driver's chat macros and press keys in the\n"
                 "simulator: keep it on a trusted network.\n");
     std::fflush(stdout);

@@ -16,6 +16,10 @@ void WebSocketSession::run(http::request<http::string_body> request)
         [](websocket::response_type &response) { response.set(http::field::server, "kvbeacon-web"); }));
     // A press is a few bytes; a larger message is no browser of ours.
     ws.read_message_max(4096);
+    // A small send buffer lets a stalled browser's socket fill within seconds, from when on
+    // only the newest message of each kind waits for it, instead of megabytes in the kernel.
+    beast::error_code ignored;
+    beast::get_lowest_layer(ws).socket().set_option(net::socket_base::send_buffer_size(64 * 1024), ignored);
     auto self = shared_from_this();
     net::dispatch(ws.get_executor(), [self, request = std::move(request)]() mutable {
         self->ws.async_accept(request, beast::bind_front_handler(&WebSocketSession::onAccept, self));
@@ -35,9 +39,10 @@ void WebSocketSession::onAccept(beast::error_code error)
 
 void WebSocketSession::deliver(Channel channel, std::shared_ptr<const std::string> message)
 {
-    net::post(ws.get_executor(), [self = shared_from_this(), channel, message = std::move(message)]() mutable {
-        self->take(channel, std::move(message));
-    });
+    net::post(ws.get_executor(),
+              [self = shared_from_this(), channel, message = std::move(message)]() mutable {
+                  self->take(channel, std::move(message));
+              });
 }
 
 void WebSocketSession::take(Channel channel, std::shared_ptr<const std::string> message)

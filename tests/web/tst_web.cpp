@@ -1,0 +1,452 @@
+#include "appsettings.h"
+#include "beaconclient.h"
+#include "beaconlink.h"
+#include "fuelestimate.h"
+#include "kvserver.h"
+#include "pages.h"
+#include "processfigures.h"
+#include "webserver.h"
+#include "websocketsession.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QSignalSpy>
+#include <QTcpSocket>
+#include <QWebSocket>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+const QString loopback = QStringLiteral("127.0.0.1");
+
+// kvBeacon's server with a simulator behind it: the record moves every 100 ms while the
+// simulator runs, and is published only while no client has left since the last connect,
+// as kvBeacon's window does.
+struct Beacon
+{
+    explicit Beacon(const QString &documents)
+    {
+        settings.setIracingDocumentPath(documents);
+        server.StartServer(QString(), 0);
+        port = server.serverPort();
+        record.TrackName = QStringLiteral("Spa");
+        record.SessionType = QStringLiteral("Race");
+        record.SessionLaps = 20;
+        record.SessionNum = 1;
+        record.SessionTimeSinceStarted = 100.0;
+        record.FuelLevel = 50.0f;
+        poll.callOnTimeout([this] {
+            if (simulatorRuns)
+                record.SessionTimeSinceStarted += 0.1;
+            if (simulatorRuns && server.clientConnected)
+                server.publish(record);
+        });
+        poll.start(100);
+    }
+
+    QObject owner;
+    AppSettings settings{&owner};
+    kvServer server{&settings, nullptr};
+    quint16 port = 0;
+    SessionData record;
+    QTimer poll;
+    bool simulatorRuns = true;
+};
+
+// The companion in this process, on a free port, polling kvBeacon at the given port.
+struct Companion
+{
+    explicit Companion(quint16 beaconPort)
+        : link(hub, loopback, beaconPort, timing()),
+          server(WebContext{hub, pages, [this](Command command) { link.enqueue(std::move(command)); }})
+    {
+        std::string error;
+        if (!server.listen(0, &error))
+            qFatal("no port for the companion: %s", error.c_str());
+        link.start();
+        server.start();
+    }
+    ~Companion()
+    {
+        link.stop();
+        link.wait();
+        server.stop();
+    }
+    static BeaconLink::Timing timing()
+    {
+        BeaconLink::Timing timing;
+        timing.macrosMs = 300;
+        timing.retryMs = 600;
+        timing.reconnectMs = 300;
+        return timing;
+    }
+    QUrl url(const QString &path, const char *scheme = "http") const
+    {
+        return QUrl(
+            QStringLiteral("%1://127.0.0.1:%2%3").arg(QLatin1String(scheme)).arg(server.port()).arg(path));
+    }
+
+    Hub hub;
+    const Pages pages;
+    BeaconLink link;
+    WebServer server;
+};
+
+// A browser's WebSocket: its messages kept in order of arrival, or only counted.
+struct Socket
+{
+    explicit Socket(const QUrl &url, bool keep = true)
+    {
+        QObject::connect(&socket, &QWebSocket::textMessageReceived, [this, keep](const QString &text) {
+            const QJsonObject message = QJsonDocument::fromJson(text.toUtf8()).object();
+            ++counts[message.value(QLatin1String("type")).toString()];
+            if (keep)
+                messages.append(message);
+        });
+        socket.open(url);
+    }
+    QList<QJsonObject> of(const QString &type) const
+    {
+        QList<QJsonObject> found;
+        for (const QJsonObject &message : messages)
+            if (message.value(QLatin1String("type")).toString() == type)
+                found.append(message);
+        return found;
+    }
+    QJsonObject last(const QString &type) const { return of(type).value(of(type).size() - 1); }
+    QString state() const { return last(QStringLiteral("state")).value(QLatin1String("state")).toString(); }
+    double sessionTime() const
+    {
+        return last(QStringLiteral("live"))
+            .value(QLatin1String("live"))
+            .toObject()
+            .value(QLatin1String("SessionTimeSinceStarted"))
+            .toDouble();
+    }
+    void send(const QByteArray &text) { socket.sendTextMessage(QString::fromUtf8(text)); }
+
+    QWebSocket socket;
+    QList<QJsonObject> messages;
+    QHash<QString, int> counts;
+};
+
+struct HttpReply
+{
+    int status = 0;
+    QByteArray contentType;
+    QByteArray body;
+};
+
+HttpReply fetch(const QUrl &url, const QByteArray &verb = "GET")
+{
+    static QNetworkAccessManager network;
+    QNetworkRequest request(url);
+    std::unique_ptr<QNetworkReply> reply(network.sendCustomRequest(request, verb));
+    QSignalSpy done(reply.get(), &QNetworkReply::finished);
+    done.wait(5000);
+    return {reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(),
+            reply->header(QNetworkRequest::ContentTypeHeader).toByteArray(), reply->readAll()};
+}
+
+QJsonObject json(const QByteArray &text)
+{
+    return QJsonDocument::fromJson(text).object();
+}
+
+void quietServerLog(QtMsgType type, const QMessageLogContext &, const QString &text)
+{
+    if (type != QtDebugMsg)
+        fprintf(stderr, "%s\n", qPrintable(text));
+}
+} // namespace
+
+// kvbeacon-web in this process against kvBeacon's server, over real sockets: what browsers and
+// programs get, and how the companion rides out what goes wrong around it.
+class tst_Web : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase()
+    {
+        QStandardPaths::setTestModeEnabled(true);
+        qInstallMessageHandler(quietServerLog);
+        QVERIFY(documents.isValid());
+        writeAppIni("[Autochat Messages]\nAutoChatStr1=Pitting this lap\nAutoChatStr3=Box,box\n");
+    }
+    void fuelPerLap();
+    void pagesAndDocuments();
+    void webSocketFeed();
+    void pressesAndBadRequests();
+    void recoversFromEveryLoss();
+    void manyViewersOneStalled();
+
+private:
+    void writeAppIni(const QByteArray &text)
+    {
+        QFile file(documents.filePath(QStringLiteral("app.ini")));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
+    }
+    QTemporaryDir documents;
+};
+
+void tst_Web::fuelPerLap()
+{
+    FuelEstimate fuel;
+    fuel.add(3, 40.0); // mid-lap: no lap measured from here
+    fuel.add(4, 38.5);
+    QVERIFY(!fuel.perLap());
+    fuel.add(5, 36.5);
+    fuel.add(6, 34.5);
+    QCOMPARE(*fuel.perLap(), 2.0);
+    QCOMPARE(*fuel.lapsLeft(34.5), 17.25);
+    fuel.add(7, 60.0); // refuelled on the lap: not counted
+    fuel.add(8, 57.0);
+    QCOMPARE(*fuel.perLap(), 7.0 / 3.0);
+    for (int lap = 9; lap < 20; ++lap)
+        fuel.add(lap, 57.0 - (lap - 8));
+    QCOMPARE(*fuel.perLap(), 1.0); // the last five laps only
+    fuel.reset();
+    QVERIFY(!fuel.lapsLeft(10.0));
+}
+
+void tst_Web::pagesAndDocuments()
+{
+    Beacon beacon(documents.path());
+    beacon.simulatorRuns = false;
+    Companion web(beacon.port);
+
+    const HttpReply page = fetch(web.url(QStringLiteral("/")));
+    QCOMPARE(page.status, 200);
+    QCOMPARE(page.contentType, QByteArray("text/html; charset=utf-8"));
+    QVERIFY(page.body.contains("<title>kvBeacon dashboard</title>"));
+    QVERIFY(fetch(web.url(QStringLiteral("/buttons?keys=F1"))).body.contains("<title>kvBeacon chat macros"));
+    QVERIFY(fetch(web.url(QStringLiteral("/overlay"))).body.contains("<title>kvBeacon overlay"));
+    QCOMPARE(fetch(web.url(QStringLiteral("/kvb.js"))).contentType,
+             QByteArray("text/javascript; charset=utf-8"));
+    QCOMPARE(fetch(web.url(QStringLiteral("/nothing"))).status, 404);
+    QCOMPARE(fetch(web.url(QStringLiteral("/")), "POST").status, 405);
+    const HttpReply head = fetch(web.url(QStringLiteral("/")), "HEAD");
+    QVERIFY(head.status == 200 && head.body.isEmpty());
+
+    // Start values from kvBeacon are not live: the documents answer with the state instead.
+    QTRY_COMPARE_WITH_TIMEOUT(
+        json(fetch(web.url(QStringLiteral("/api/state"))).body).value("state").toString(),
+        QStringLiteral("no-simulator"), 3000);
+    HttpReply live = fetch(web.url(QStringLiteral("/api/live")));
+    QCOMPARE(live.status, 503);
+    QCOMPARE(json(live.body).value("state").toString(), QStringLiteral("no-simulator"));
+
+    beacon.simulatorRuns = true;
+    QTRY_COMPARE_WITH_TIMEOUT(fetch(web.url(QStringLiteral("/api/live"))).status, 200, 5000);
+    live = fetch(web.url(QStringLiteral("/api/live")));
+    QCOMPARE(live.contentType, QByteArray("application/json"));
+    const QJsonObject document = json(live.body).value("live").toObject();
+    QCOMPARE(document.size(), 24);
+    QVERIFY(document.value("SessionTimeSinceStarted").toDouble() > 100.0);
+    QCOMPARE(document.value("FuelLevel").toDouble(), 50.0);
+    const QJsonObject info = json(fetch(web.url(QStringLiteral("/api/info"))).body).value("info").toObject();
+    QVERIFY(info.size() == 8 && info.value("WI.Trackname") == QStringLiteral("Spa"));
+    const QJsonArray macros =
+        json(fetch(web.url(QStringLiteral("/api/macros"))).body).value("macros").toArray();
+    QCOMPARE(macros.size(), 15);
+    QVERIFY(macros.at(0) == QStringLiteral("Pitting this lap") && macros.at(2) == QStringLiteral("Box,box"));
+}
+
+void tst_Web::webSocketFeed()
+{
+    Beacon beacon(documents.path());
+    Companion web(beacon.port);
+    Socket browser(web.url(QStringLiteral("/ws"), "ws"));
+    QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
+    QTRY_VERIFY(!browser.of(QStringLiteral("macros")).isEmpty());
+
+    // Ten live messages a second, each newer than the last; the info once while it stands.
+    const int before = browser.of(QStringLiteral("live")).size();
+    const int infos = browser.of(QStringLiteral("info")).size();
+    QTest::qWait(2000);
+    const QList<QJsonObject> live = browser.of(QStringLiteral("live")).mid(before);
+    QVERIFY2(live.size() >= 15 && live.size() <= 23, qPrintable(QString::number(live.size())));
+    QVERIFY(browser.sessionTime() >
+            live.first().value("live").toObject().value("SessionTimeSinceStarted").toDouble());
+    QCOMPARE(browser.of(QStringLiteral("info")).size(), infos);
+    QCOMPARE(browser.last(QStringLiteral("info")).value("info").toObject().value("SI.SessionLaps").toInt(),
+             20);
+    beacon.record.TrackName = QStringLiteral("Monza");
+    QTRY_COMPARE(browser.of(QStringLiteral("info")).size(), infos + 1);
+    QCOMPARE(browser.last(QStringLiteral("info")).value("info").toObject().value("WI.Trackname").toString(),
+             QStringLiteral("Monza"));
+
+    // Two laps at 2.5 litres each give the estimate of the fuel's laps.
+    QVERIFY(browser.last(QStringLiteral("live")).value("fuelPerLap").isNull());
+    for (const auto &[laps, fuel] : {std::pair{1, 47.5f}, {2, 45.0f}, {3, 42.5f}}) {
+        beacon.record.RaceLaps = laps;
+        beacon.record.FuelLevel = fuel;
+        QTRY_COMPARE(browser.last(QStringLiteral("live")).value("live").toObject().value("RaceLaps").toInt(),
+                     laps);
+    }
+    QCOMPARE(browser.last(QStringLiteral("live")).value("fuelPerLap").toDouble(), 2.5);
+    QCOMPARE(browser.last(QStringLiteral("live")).value("fuelLapsLeft").toDouble(), 17.0);
+
+    // A second viewer costs kvBeacon nothing: still one connection.
+    Socket another(web.url(QStringLiteral("/ws"), "ws"));
+    QTRY_VERIFY(!another.of(QStringLiteral("live")).isEmpty());
+    QCOMPARE(beacon.server.clientCount(), 1);
+}
+
+void tst_Web::pressesAndBadRequests()
+{
+    Beacon beacon(documents.path());
+    Companion web(beacon.port);
+    QSignalSpy chats(&beacon.server, &kvServer::sigButtonChatClicked),
+        keys(&beacon.server, &kvServer::sigKeyboardKey);
+    Socket browser(web.url(QStringLiteral("/ws"), "ws"));
+    QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
+
+    browser.send(R"({"macro":3,"id":"m3"})");
+    browser.send(R"({"key":"F1","id":7})");
+    browser.send(R"({"key":65})");
+    QTRY_COMPARE(browser.of(QStringLiteral("result")).size(), 3);
+    QCOMPARE(chats.size(), 1);
+    QCOMPARE(chats.at(0).at(0).toInt(), 2);
+    QTRY_COMPARE(keys.size(), 2);
+    QVERIFY(keys.at(0).at(0) == 112 && keys.at(1).at(0) == 65);
+    const QList<QJsonObject> results = browser.of(QStringLiteral("result"));
+    QCOMPARE(results.at(0), json(R"({"type":"result","macro":3,"ok":true,"reply":"Button ok","id":"m3"})"));
+    QCOMPARE(results.at(1), json(R"({"type":"result","key":112,"ok":true,"reply":"KEY OK","id":7})"));
+    QVERIFY(!results.at(2).contains("id"));
+
+    // What is no press gets an error and reaches nobody; the socket stays open.
+    for (const char *bad : {"not json", "[3]", R"({"macro":16})", R"({"macro":0})", R"({"macro":2.5})",
+                            R"({"key":"NOSUCHKEY"})", R"({"key":300})", R"({"macro":1,"key":65})", "{}"})
+        browser.send(bad);
+    QTRY_COMPARE(browser.of(QStringLiteral("error")).size(), 9);
+    QVERIFY(browser.last(QStringLiteral("error")).value("error").toString().contains("\"macro\" or \"key\""));
+    browser.send(R"({"macro":1})");
+    QTRY_COMPARE(chats.size(), 2);
+    QCOMPARE(keys.size(), 2);
+
+    // A press while kvBeacon is gone is answered as failed, not lost.
+    beacon.server.StopServer();
+    QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("no-beacon"), 5000);
+    browser.send(R"({"macro":1,"id":9})");
+    QTRY_COMPARE(browser.of(QStringLiteral("result")).size(), 5);
+    QCOMPARE(browser.last(QStringLiteral("result")).value("ok").toBool(), false);
+    QVERIFY(
+        browser.last(QStringLiteral("result")).value("error").toString().startsWith("kvBeacon unreachable"));
+}
+
+void tst_Web::recoversFromEveryLoss()
+{
+    Beacon beacon(documents.path());
+    Companion web(beacon.port);
+    Socket browser(web.url(QStringLiteral("/ws"), "ws"));
+    QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
+    // Every state the page passes through, in order, and the live messages between them.
+    const auto statesSince = [&](int from) {
+        QStringList states;
+        for (const QJsonObject &message : browser.messages.mid(from))
+            if (message.value("type") == QStringLiteral("state"))
+                states.append(message.value("state").toString());
+        return states;
+    };
+
+    // Another client leaves: kvBeacon stops publishing for all, and only a new connection
+    // brings the documents back. Nothing frozen goes out as live meanwhile.
+    int mark = browser.messages.size();
+    {
+        BeaconClient other;
+        QVERIFY(other.connectTo(loopback, beacon.port));
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(statesSince(mark), QStringList({"connecting", "live"}), 5000);
+    double previous = -1.0;
+    int repeats = 0;
+    for (const QJsonObject &message : browser.messages.mid(mark)) {
+        const double time = message.value("live").toObject().value("SessionTimeSinceStarted").toDouble(-1.0);
+        repeats += time == previous;
+        previous = message.value("type") == QStringLiteral("live") ? time : previous;
+    }
+    QVERIFY2(repeats <= 4, "frozen documents went out as live"); // at most the polls of the freeze's notice
+    QTRY_VERIFY(browser.sessionTime() > beacon.record.SessionTimeSinceStarted - 0.5);
+
+    // The simulator goes and comes back.
+    mark = browser.messages.size();
+    beacon.simulatorRuns = false;
+    QTRY_COMPARE_WITH_TIMEOUT(statesSince(mark), QStringList({"connecting", "no-simulator"}), 5000);
+    QCOMPARE(fetch(web.url(QStringLiteral("/api/live"))).status, 503);
+    beacon.simulatorRuns = true;
+    QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
+
+    // kvBeacon goes and comes back on its port.
+    beacon.server.StopServer();
+    QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("no-beacon"), 5000);
+    QVERIFY(
+        browser.last(QStringLiteral("state")).value("text").toString().startsWith("kvBeacon unreachable at"));
+    beacon.server.StartServer(QString(), beacon.port);
+    QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
+
+    // The chat file goes and comes back.
+    QVERIFY(QFile::rename(documents.filePath("app.ini"), documents.filePath("app.away")));
+    QTRY_VERIFY_WITH_TIMEOUT(browser.last(QStringLiteral("macros")).value("macros").isNull(), 3000);
+    QVERIFY(browser.last(QStringLiteral("macros")).value("error").toString().contains("no app.ini"));
+    QVERIFY(QFile::rename(documents.filePath("app.away"), documents.filePath("app.ini")));
+    QTRY_COMPARE_WITH_TIMEOUT(
+        browser.last(QStringLiteral("macros")).value("macros").toArray().at(0).toString(),
+        QStringLiteral("Pitting this lap"), 3000);
+}
+
+void tst_Web::manyViewersOneStalled()
+{
+    // A minute, as a race's viewers would; shorter under the sanitizers, which are slow.
+    const int seconds = qEnvironmentVariableIntValue("KVB_WEB_SOAK_SECONDS") > 0
+                            ? qEnvironmentVariableIntValue("KVB_WEB_SOAK_SECONDS")
+                            : 60;
+    Beacon beacon(documents.path());
+    Companion web(beacon.port);
+    QTRY_VERIFY_WITH_TIMEOUT(web.hub.isLive(), 5000);
+
+    // The stalled browser asks for the upgrade, then reads nothing, into a small buffer.
+    QTcpSocket stalled;
+    stalled.setReadBufferSize(1);
+    stalled.connectToHost(loopback, web.server.port());
+    QVERIFY(stalled.waitForConnected(3000));
+    stalled.setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, 4096);
+    stalled.write("GET /ws HTTP/1.1\r\nHost: x\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+                  "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n\r\n");
+
+    std::vector<std::unique_ptr<Socket>> browsers;
+    for (int i = 0; i < 50; ++i)
+        browsers.push_back(std::make_unique<Socket>(web.url(QStringLiteral("/ws"), "ws"), false));
+    QTRY_VERIFY_WITH_TIMEOUT(std::all_of(browsers.begin(), browsers.end(),
+                                         [](const auto &b) { return b->counts.value("live") > 0; }),
+                             10000);
+    QTest::qWait(3000); // the sockets' buffers grown to their working size
+    std::vector<int> before;
+    for (const auto &browser : browsers)
+        before.push_back(browser->counts.value("live"));
+
+    const double memoryBefore = ProcessFigures::of().residentKb / 1024.0;
+    QTest::qWait(seconds * 1000);
+    const double memoryAfter = ProcessFigures::of().residentKb / 1024.0;
+
+    int fewest = INT_MAX;
+    for (std::size_t i = 0; i < browsers.size(); ++i)
+        fewest = std::min(fewest, browsers[i]->counts.value("live") - before[i]);
+    qInfo("50 browsers and one stalled, %d s: the slowest got %d live messages (%.1f a second); "
+          "memory %.1f MB then %.1f MB",
+          seconds, fewest, double(fewest) / seconds, memoryBefore, memoryAfter);
+    QVERIFY2(fewest >= seconds * 8, "a browser fell behind ten a second");
+    QCOMPARE(beacon.server.clientCount(), 1); // one connection to kvBeacon for all of them
+    // The stalled one answered no ping and was let go; the others stay.
+    if (seconds > 2 * WebSocketSession::idleSeconds)
+        QCOMPARE(web.hub.viewerCount(), 50);
+#ifndef KVB_SANITIZED
+    QVERIFY2(memoryAfter - memoryBefore < 10.0, "memory grew with the stalled browser");
+#endif
+}
+
+QTEST_GUILESS_MAIN(tst_Web)
+#include "tst_web.moc"
