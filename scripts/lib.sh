@@ -27,6 +27,10 @@ build_tree() {
     cmake --build "$dir" -j2
 }
 
+# What the tests of kvbeacon-web add: Qt's WebSocket client, and Chromium with its driver for
+# the pages in a real browser.
+KVB_WEB_TEST_PACKAGES=(libqt5websockets5-dev chromium chromium-driver)
+
 # The X server packages for running the window on a machine without a display.
 KVB_X_PACKAGES=(xvfb xauth)
 

@@ -16,7 +16,7 @@ function showLive(message) {
     f("fuel", Kvb.fuel(live.FuelLevel, live));
     f("fuel-pct", Math.round(live.FuelLevelPct * 100) + " %");
     f("fuel-per-hour", Kvb.fuelPerHour(live.FuelUsePerHour, info ? info["DI.DriverCarFuelKgPerLtr"] : 0, live));
-    f("fuel-laps", message.fuelLapsLeft !== null ? message.fuelLapsLeft.toFixed(1) + " laps" : "–");
+    f("fuel-laps", message.fuelLapsLeft !== null ? message.fuelLapsLeft.toFixed(1) : "–");
     f("fuel-per-lap", message.fuelPerLap !== null ? Kvb.fuel(message.fuelPerLap, live) : "–");
     const flags = Kvb.flags(live.SessionFlags);
     f("flags", flags.length ? flags.map((flag) => flag.name).join(", ") : "none");

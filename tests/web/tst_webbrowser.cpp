@@ -1,0 +1,233 @@
+#include "kvbeacon.h"
+#include "kvserver.h"
+#include "programoutput.h"
+#include "webdriver.h"
+#include "windowfixture.h"
+
+#include <QPushButton>
+
+#include <sys/mman.h>
+
+using namespace WindowFixture;
+
+namespace {
+// A race with a lap every six seconds and three litres a lap, so that the fuel estimate
+// shows within a test.
+const char *const scenarioText =
+    "session-text-begin\nWeekendInfo:\n TrackName: sample_speedway\nSessionInfo:\n Sessions:\n"
+    " - SessionNum: 0\n   SessionLaps: 30\n   SessionTime: unlimited\n   SessionType: Race\n"
+    "DriverInfo:\n DriverCarFuelKgPerLtr: 0.750\n DriverCarFuelMaxLtr: 110.000\nsession-text-end\n"
+    "phase Grid 1\nset SessionNum 0\nset SessionTime 600\nset FuelLevel 100\nset RaceLaps 3\n"
+    "phase Race 3600\nrate SessionTime 1\nrate RaceLaps 0.1666667\nrate FuelLevel -0.5\nset FuelLevelPct "
+    "0.82\n"
+    "set FuelUsePerHour 58.5\nset DisplayUnits 1\nset PlayerCarPosition 5\nset PlayerCarClassPosition 3\n"
+    "set SessionLapsRemain 26\nset SessionFlags 4\nset TrackTempCrew 31.2\nset AirTemp 22.4\nset Skies 1\n"
+    "set WindVel 4.2\nset WindDir 2.3\nset RelativeHumidity 0.55\nset IsOnTrack 1\n";
+
+quint16 freePort()
+{
+    QTcpServer probe;
+    probe.listen(QHostAddress::Any, 0);
+    return probe.serverPort();
+}
+
+struct Program : ProgramOutput
+{
+    bool start(const QString &program, const QStringList &arguments, const QByteArray &ready)
+    {
+        output.clear();
+        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        process.start(program, arguments);
+        return process.waitForStarted() && waitFor(ready);
+    }
+    void stop()
+    {
+        process.kill();
+        process.waitForFinished();
+    }
+};
+} // namespace
+
+// The pages in a real browser, headless Chromium, against kvBeacon's window beside the
+// simulator stand-in, through the kvbeacon-web program. With KVB_SCREENSHOTS set to a folder,
+// the pages are photographed there as they are tested.
+class tst_WebBrowser : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void dashboard();
+    void buttons();
+    void overlay();
+    void recoversFromEveryLoss();
+
+private:
+    QUrl url(const QString &path) const
+    {
+        return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(webPort).arg(path));
+    }
+    QString pageState() { return browser.run("return document.body.dataset.state;").toString(); }
+    void photograph(const QString &name)
+    {
+        const QString folder = qEnvironmentVariable("KVB_SCREENSHOTS");
+        if (!folder.isEmpty())
+            QVERIFY(browser.screenshot(folder + "/" + name + ".png"));
+    }
+    bool startWeb()
+    {
+        return web.start(
+            QStringLiteral(KVB_WEB),
+            {"--port", QString::number(webPort), "--beacon", QStringLiteral("127.0.0.1:%1").arg(beaconPort)},
+            "dashboard");
+    }
+
+    QTemporaryDir dir, documents;
+    Program standIn, web;
+    std::unique_ptr<kvBeacon> window;
+    WebDriver browser;
+    quint16 beaconPort = 0, webPort = 0;
+};
+
+void tst_WebBrowser::initTestCase()
+{
+    // kvBeacon's debug lines, one per request, would bury the test's own.
+    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &text) {
+        if (type != QtDebugMsg)
+            fprintf(stderr, "%s\n", qPrintable(text));
+    });
+    shm_unlink("/IRSDKMemMapFileName");
+    shm_unlink("/IRSDKDataValidEvent");
+    const QString scenario = dir.filePath(QStringLiteral("web.scenario"));
+    QFile file(scenario);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(scenarioText));
+    file.close();
+    QFile sample(QStringLiteral(KVB_SAMPLE_DOCUMENTS "/app.ini"));
+    QVERIFY(sample.open(QIODevice::ReadOnly));
+    beaconPort = freePort();
+    webPort = freePort();
+    startSettings({{"main/port", beaconPort},
+                   {"main/autostartserver", true},
+                   {"paths/iracingdocument", makeDocuments(documents, sample.readAll())}});
+    QVERIFY(standIn.start(QStringLiteral(KVB_SIMULATOR), {"--scenario", scenario}, "window opened"));
+    window = std::make_unique<kvBeacon>(nullptr);
+    window->show();
+    QTRY_VERIFY_WITH_TIMEOUT(window->findChild<kvServer *>(), 5000);
+    QVERIFY(startWeb());
+    QVERIFY2(browser.start(), "chromedriver or Chromium did not start");
+    QVERIFY(browser.viewport(390, 844)); // a phone
+}
+
+void tst_WebBrowser::cleanupTestCase()
+{
+    web.stop();
+    window.reset();
+    standIn.process.write("quit\n");
+    standIn.process.waitForFinished(5000);
+    shm_unlink("/IRSDKMemMapFileName");
+    shm_unlink("/IRSDKDataValidEvent");
+}
+
+void tst_WebBrowser::dashboard()
+{
+    browser.open(url("/"));
+    QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 8000);
+    QTRY_COMPARE_WITH_TIMEOUT(browser.text("#track"), QStringLiteral("sample_speedway"), 5000);
+    QCOMPARE(browser.text("#session-type"), QStringLiteral("Race"));
+    QCOMPARE(browser.text("#position"), QStringLiteral("P5"));
+    QCOMPARE(browser.text("#flags"), QStringLiteral("green"));
+    // The values move: session time and fuel, in litres while the driver's units are metric.
+    const QString time = browser.text("#time"), fuel = browser.text("#fuel");
+    QVERIFY2(fuel.endsWith(" L"), qPrintable(fuel));
+    QTRY_VERIFY_WITH_TIMEOUT(browser.text("#time") != time && browser.text("#fuel") != fuel, 3000);
+    // Two laps seen whole give the laps the fuel lasts.
+    QTRY_VERIFY_WITH_TIMEOUT(browser.text("#fuel-laps") != QStringLiteral("–"), 20000);
+    QCOMPARE(browser.text("#fuel-per-lap"), QStringLiteral("3.0 L"));
+    photograph("dashboard");
+    QVERIFY(standIn.send("set DisplayUnits 0"));
+    QTRY_VERIFY_WITH_TIMEOUT(
+        browser.text("#fuel").endsWith(" gal") && browser.text("#air-temp").endsWith("°F"), 3000);
+    QVERIFY(standIn.send("unset DisplayUnits"));
+}
+
+void tst_WebBrowser::buttons()
+{
+    browser.open(url("/buttons?keys=Black%20box:F1"));
+    QTRY_COMPARE_WITH_TIMEOUT(browser.text("button[data-macro='3'] .label"), QStringLiteral("Sorry,my fault"),
+                              5000);
+    // The sample app.ini holds five macros; the ten empty ones get no button.
+    QCOMPARE(browser.run("return document.querySelectorAll('button.macro').length;").toInt(), 5);
+    QCOMPARE(
+        browser
+            .run("return [...document.querySelectorAll('button.key .label')].map(e => e.textContent).join();")
+            .toString(),
+        QStringLiteral("Pit limiter,Black box"));
+    photograph("buttons");
+    QVERIFY(browser.click("button[data-macro='3']"));
+    QVERIFY(standIn.waitFor("broadcast msg=8 var1=0 var2=2"));
+    QTRY_COMPARE(
+        browser.run("return document.querySelector(\"button[data-macro='3']\").dataset.feedback;").toString(),
+        QStringLiteral("answered"));
+    QCOMPARE(browser.text("button[data-macro='3'] .feedback"), QStringLiteral("sent · kvBeacon: Button ok"));
+}
+
+void tst_WebBrowser::overlay()
+{
+    browser.open(url("/overlay?fields=position,fuel,laps,nonsense"));
+    QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 8000);
+    QCOMPARE(browser.run("return [...document.querySelectorAll('.field')].map(e => e.dataset.field).join();")
+                 .toString(),
+             QStringLiteral("position,fuel,laps"));
+    QTRY_COMPARE(browser.text(".field[data-field='position'] b"), QStringLiteral("5"));
+    QVERIFY(browser.text(".field[data-field='laps'] b").endsWith("/30"));
+    // Transparent, for a stream's browser source.
+    QCOMPARE(browser.run("return getComputedStyle(document.body).backgroundColor;").toString(),
+             QStringLiteral("rgba(0, 0, 0, 0)"));
+    if (!qEnvironmentVariableIsEmpty("KVB_SCREENSHOTS")) {
+        QVERIFY(browser.viewport(760, 120));
+        browser.open(url("/overlay?fields=position,class,laps,time,fuel,fuellaps,flags"));
+        QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 8000);
+        QTRY_VERIFY(browser.text(".field[data-field='fuellaps'] b") != QStringLiteral("–"));
+        // A backdrop for the picture only, where the stream's image would be.
+        browser.run("document.documentElement.style.cssText = 'min-height: 100%; background: #4a5866';");
+        photograph("overlay");
+        QVERIFY(browser.viewport(390, 844));
+    }
+}
+
+void tst_WebBrowser::recoversFromEveryLoss()
+{
+    browser.open(url("/"));
+    QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 8000);
+    // The simulator gone and back.
+    QVERIFY(standIn.send("stop"));
+    QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("no-simulator"), 8000);
+    QCOMPARE(browser.text("#state"), QStringLiteral("Simulator not found: kvBeacon has no live data"));
+    QVERIFY(standIn.send("start"));
+    QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 8000);
+    // kvBeacon stopped by its user, and started again.
+    QPushButton *startStop = child<QPushButton>(window.get(), "pushButton_startServer");
+    QTest::mouseClick(startStop, Qt::LeftButton);
+    QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("no-beacon"), 8000);
+    QVERIFY(browser.text("#state").startsWith("kvBeacon unreachable at 127.0.0.1:"));
+    QTest::mouseClick(startStop, Qt::LeftButton);
+    QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 8000);
+    // The companion itself gone and back.
+    web.stop();
+    QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("no-web"), 8000);
+    QVERIFY(startWeb());
+    QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 15000);
+    // The chat file gone and back.
+    browser.open(url("/buttons"));
+    QTRY_VERIFY_WITH_TIMEOUT(
+        browser.run("return document.querySelectorAll('button.macro').length;").toInt() == 5, 5000);
+    QVERIFY(QFile::rename(documents.filePath("app.ini"), documents.filePath("app.away")));
+    QTRY_VERIFY_WITH_TIMEOUT(browser.text("#macro-state").contains("no app.ini"), 5000);
+    QCOMPARE(browser.run("return document.querySelectorAll('button.macro').length;").toInt(), 0);
+    QVERIFY(QFile::rename(documents.filePath("app.away"), documents.filePath("app.ini")));
+    QTRY_VERIFY_WITH_TIMEOUT(
+        browser.run("return document.querySelectorAll('button.macro').length;").toInt() == 5, 5000);
+}
+
+QTEST_MAIN(tst_WebBrowser)
+#include "tst_webbrowser.moc"
