@@ -122,8 +122,12 @@ void BeaconLink::run()
 
 void BeaconLink::connectAnew(BeaconClient &client)
 {
-    // Closed before the new connect: a close after it would pause kvBeacon's publishing again.
-    client.close();
+    // Closed before the new connect, and given time to reach kvBeacon's window: a close that
+    // it learns of after the connect would pause its publishing again.
+    if (client.isConnected()) {
+        client.close();
+        QThread::msleep(closeSettleMs);
+    }
     lastAttempt = Clock::now();
     if (!client.connectTo(host, port, timing.requestMs)) {
         publishState(Unreachable);

@@ -42,6 +42,9 @@ public:
         int requestMs = 1000;
     };
 
+    // How long a closed connection is given to reach kvBeacon before the next connect.
+    static constexpr unsigned long closeSettleMs = 150;
+
     BeaconLink(Hub &hub, const QString &host, quint16 port, Timing timing);
     BeaconLink(Hub &hub, const QString &host, quint16 port) : BeaconLink(hub, host, port, Timing()) {}
     ~BeaconLink() override;
