@@ -17,8 +17,7 @@ void Hub::publish(Channel channel, std::string message)
 {
     const auto shared = std::make_shared<const std::string>(std::move(message));
     std::lock_guard<std::mutex> lock(mutex);
-    if (channel != Channel::Result)
-        newest[static_cast<int>(channel)] = shared;
+    newest[static_cast<int>(channel)] = shared;
     // Viewers gone since the last publish are dropped here rather than by a call of their own.
     viewers.erase(std::remove_if(viewers.begin(), viewers.end(),
                                  [&](const std::weak_ptr<Viewer> &weak) {

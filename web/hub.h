@@ -26,7 +26,8 @@ class Hub
 public:
     // The viewer gets the latest state, info, macros and, while live, live message at once.
     void attach(const std::shared_ptr<Viewer> &viewer);
-    // Stores the message (a Result is not stored) and hands it to every viewer still there.
+    // Stores the message and hands it to every viewer still there. A Result answers one viewer's
+    // press and goes to that viewer alone, never through here.
     void publish(Channel channel, std::string message);
     std::shared_ptr<const std::string> latest(Channel channel) const;
     // True while the documents move: only then are the live message and the info current.
@@ -36,7 +37,7 @@ public:
 
 private:
     mutable std::mutex mutex;
-    std::array<std::shared_ptr<const std::string>, 5> newest;
+    std::array<std::shared_ptr<const std::string>, 4> newest;
     std::vector<std::weak_ptr<Viewer>> viewers;
     bool live = false;
 };
