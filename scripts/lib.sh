@@ -2,7 +2,7 @@
 
 # The Debian packages every build needs.
 KVB_BUILD_PACKAGES=(cmake ninja-build g++ qtbase5-dev qtbase5-dev-tools libx11-dev libx11-xcb-dev libxcb1-dev libxtst-dev
-    libboost-dev)
+    libboost-dev libmosquitto-dev)
 
 # Installs whichever of the given Debian packages are missing.
 ensure_packages() {
@@ -27,9 +27,9 @@ build_tree() {
     cmake --build "$dir" -j2
 }
 
-# What the tests of kvbeacon-web add: Qt's WebSocket client, and Chromium with its driver for
-# the pages in a real browser.
-KVB_WEB_TEST_PACKAGES=(libqt5websockets5-dev chromium chromium-driver)
+# What the tests of kvbeacon-web add: Qt's WebSocket client, Chromium with its driver for the
+# pages in a real browser, and a Mosquitto broker with openssl to make its certificates.
+KVB_WEB_TEST_PACKAGES=(libqt5websockets5-dev chromium chromium-driver mosquitto openssl)
 
 # The X server packages for running the window on a machine without a display.
 KVB_X_PACKAGES=(xvfb xauth)

@@ -98,6 +98,15 @@ void HttpSession::respond(const http::request<http::string_body> &request)
             reply(http::status::service_unavailable, "application/json", *context.hub.latest(Channel::State));
         return;
     }
+    if (path == "/api/team") {
+        if (context.team)
+            reply(http::status::ok, "application/json", context.team->toJson(Team::Clock::now()));
+        else
+            reply(
+                http::status::service_unavailable, "application/json",
+                R"({"type":"team","broker":"off","text":"Team sharing is off: start kvbeacon-web with --mqtt"})");
+        return;
+    }
     if (const Pages::Page *page = context.pages.find(path)) {
         reply(http::status::ok, page->contentType, page->body);
         return;

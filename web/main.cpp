@@ -4,14 +4,19 @@
 #include "beaconclient.h"
 #include "beaconlink.h"
 #include "hub.h"
+#include "mqttlink.h"
 #include "pages.h"
+#include "team.h"
 #include "webserver.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QNetworkInterface>
+#include <QStandardPaths>
 
 #include <cstdio>
+#include <memory>
 
 namespace {
 // The addresses a phone on the same network would type: the running interfaces' IPv4 ones.
@@ -46,6 +51,38 @@ int main(int argc, char *argv[])
     parser.addOption({QStringLiteral("port"),
                       QStringLiteral("The port to serve the pages on (default 47813)."),
                       QStringLiteral("port")});
+    parser.addOption({QStringLiteral("mqtt"),
+                      QStringLiteral("Share the car with the team through this MQTT broker: "
+                                     "mqtts://[user:password@]host[:port], or mqtt:// on a private network."),
+                      QStringLiteral("url")});
+    parser.addOption({QStringLiteral("team"), QStringLiteral("The team's name in the broker's topics."),
+                      QStringLiteral("name")});
+    parser.addOption(
+        {QStringLiteral("driver"),
+         QStringLiteral("The driver's name in the broker's topics; without it the companion only "
+                        "watches the team."),
+         QStringLiteral("name")});
+    parser.addOption({QStringLiteral("watch"),
+                      QStringLiteral("The topic prefix the team page shows (default kvbeacon/<team>; "
+                                     "kvbeacon for every team of a league)."),
+                      QStringLiteral("prefix")});
+    parser.addOption({QStringLiteral("mqtt-ca"), QStringLiteral("A CA certificate for the broker's own."),
+                      QStringLiteral("file")});
+    parser.addOption({QStringLiteral("mqtt-cert"), QStringLiteral("A client certificate for the broker."),
+                      QStringLiteral("file")});
+    parser.addOption({QStringLiteral("mqtt-key"), QStringLiteral("The client certificate's key."),
+                      QStringLiteral("file")});
+    parser.addOption({QStringLiteral("insecure"),
+                      QStringLiteral("Allow plain mqtt:// to an address that is not local or private.")});
+    parser.addOption(
+        {QStringLiteral("home-assistant"),
+         QStringLiteral("Announce fuel, position, laps remaining and session to Home Assistant.")});
+    const QString defaultConfig = QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) +
+                                  QStringLiteral("/kvbeacon-web.ini");
+    parser.addOption({QStringLiteral("config"),
+                      QStringLiteral("An INI file with the broker's settings (default %1, if it exists).")
+                          .arg(defaultConfig),
+                      QStringLiteral("file")});
     parser.process(app);
 
     QString host = QStringLiteral("127.0.0.1");
@@ -78,10 +115,45 @@ int main(int argc, char *argv[])
         }
     }
 
+    MqttSettings mqtt;
+    const auto option = [&parser](const char *name) { return parser.value(QLatin1String(name)); };
+    mqtt.url = option("mqtt");
+    mqtt.team = option("team");
+    mqtt.driver = option("driver");
+    mqtt.watch = option("watch");
+    mqtt.caFile = option("mqtt-ca");
+    mqtt.certFile = option("mqtt-cert");
+    mqtt.keyFile = option("mqtt-key");
+    mqtt.insecure = parser.isSet(QStringLiteral("insecure"));
+    mqtt.homeAssistant = parser.isSet(QStringLiteral("home-assistant"));
+    const QString config = parser.isSet(QStringLiteral("config")) ? option("config") : defaultConfig;
+    QString problem;
+    if ((parser.isSet(QStringLiteral("config")) || QFileInfo::exists(config)) &&
+        !mqtt.mergeFile(config, &problem)) {
+        std::fprintf(stderr, "kvbeacon-web: %s\n", qPrintable(problem));
+        return 2;
+    }
+    if (mqtt.enabled() && !mqtt.check(&problem)) {
+        std::fprintf(stderr, "kvbeacon-web: %s\n", qPrintable(problem));
+        return 2;
+    }
+
     Hub hub;
     const Pages pages;
     BeaconLink link(hub, host, beaconPort);
-    WebServer server(WebContext{hub, pages, [&link](Command command) { link.enqueue(std::move(command)); }});
+    std::unique_ptr<Team> team;
+    std::shared_ptr<MqttLink> broker;
+    if (mqtt.enabled()) {
+        team = std::make_unique<Team>(mqtt.watch);
+        broker = std::make_shared<MqttLink>(mqtt, *team);
+        if (!broker->start(&problem)) {
+            std::fprintf(stderr, "kvbeacon-web: %s\n", qPrintable(problem));
+            return 2;
+        }
+        hub.attach(broker);
+    }
+    WebServer server(
+        WebContext{hub, pages, [&link](Command command) { link.enqueue(std::move(command)); }, team.get()});
     std::string error;
     if (!server.listen(static_cast<unsigned short>(port), &error)) {
         std::fprintf(stderr, "kvbeacon-web: cannot listen on port %u: %s\n", port, error.c_str());
@@ -96,6 +168,15 @@ int main(int argc, char *argv[])
     for (const QString &address : lanAddresses())
         std::printf("  on a phone http://%s:%u/   (buttons: /buttons, overlay: /overlay)\n",
                     qPrintable(address), server.port());
+    if (broker) {
+        if (mqtt.driver.isEmpty())
+            std::printf("kvbeacon-web: watching %s/... on the broker (not sharing: no --driver)\n",
+                        qPrintable(mqtt.watch));
+        else
+            std::printf("kvbeacon-web: sharing as %s through the broker, watching %s/...\n",
+                        qPrintable(mqtt.topic(QString()).chopped(1)), qPrintable(mqtt.watch));
+        std::printf("  team       http://localhost:%u/team\n", server.port());
+    }
     std::printf("Anyone who reaches this port can run the driver's chat macros and press keys in the\n"
                 "simulator: keep it on a trusted network.\n");
     std::fflush(stdout);
@@ -104,6 +185,9 @@ int main(int argc, char *argv[])
     // The link first: it hands messages to sessions that the server owns.
     link.stop();
     link.wait();
+    // Then the broker, which says offline before it goes.
+    if (broker)
+        broker->stop();
     server.stop();
     return status;
 }

@@ -1,0 +1,153 @@
+#pragma once
+
+#include <QProcess>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <mosquitto.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <mutex>
+
+// A real Mosquitto on loopback, TLS only, with a password file and a CA made for the run: the
+// broker a team would use, restartable on the same port.
+struct Broker
+{
+    static constexpr const char *user = "crew";
+    static constexpr const char *password = "s3cret pit wall";
+
+    bool make()
+    {
+        const auto run = [this](const QString &program, const QStringList &arguments) {
+            QProcess process;
+            process.setWorkingDirectory(dir.path());
+            process.start(program, arguments);
+            return process.waitForFinished(20000) && process.exitCode() == 0;
+        };
+        const QString ec = QStringLiteral("ec:%1").arg(path("curve.pem"));
+        QFile ext(path("san.ext"));
+        if (!run("openssl", {"ecparam", "-name", "prime256v1", "-out", "curve.pem"}) ||
+            !ext.open(QIODevice::WriteOnly) || !ext.write("subjectAltName=DNS:localhost,IP:127.0.0.1\n"))
+            return false;
+        ext.close();
+        if (!run("openssl", {"req", "-x509", "-newkey", ec, "-nodes", "-keyout", "ca.key", "-out", "ca.crt",
+                             "-days", "2", "-subj", "/CN=kvbeacon test CA"}) ||
+            !run("openssl", {"req", "-newkey", ec, "-nodes", "-keyout", "server.key", "-out", "server.csr",
+                             "-subj", "/CN=localhost"}) ||
+            !run("openssl", {"x509", "-req", "-in", "server.csr", "-CA", "ca.crt", "-CAkey", "ca.key",
+                             "-CAcreateserial", "-out", "server.crt", "-days", "2", "-extfile", "san.ext"}) ||
+            !run("mosquitto_passwd", {"-b", "-c", "passwords", user, password}))
+            return false;
+        QTcpServer probe;
+        probe.listen(QHostAddress::LocalHost, 0);
+        port = probe.serverPort();
+        QFile config(path("mosquitto.conf"));
+        return config.open(QIODevice::WriteOnly) &&
+               config.write(
+                   QStringLiteral(
+                       "user %1\nlog_dest stderr\nlog_type error\nallow_anonymous false\npassword_file %2\n"
+                       "listener %3 127.0.0.1\ncafile %4\ncertfile %5\nkeyfile %6\n")
+                       .arg(QString::fromLocal8Bit(getpwuid(getuid())->pw_name), path("passwords"))
+                       .arg(port)
+                       .arg(path("ca.crt"), path("server.crt"), path("server.key"))
+                       .toUtf8()) > 0;
+    }
+    bool start()
+    {
+        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        process.start(QStringLiteral("mosquitto"), {"-c", path("mosquitto.conf")});
+        return process.waitForStarted() && QTest::qWaitFor(
+                                               [this] {
+                                                   QTcpSocket probe;
+                                                   probe.connectToHost(QHostAddress::LocalHost, port);
+                                                   return probe.waitForConnected(200);
+                                               },
+                                               10000);
+    }
+    void stop()
+    {
+        process.kill();
+        process.waitForFinished();
+    }
+    QString path(const char *name) const { return dir.filePath(QLatin1String(name)); }
+    QString url() const
+    {
+        return QStringLiteral("mqtts://%1:%2@localhost:%3").arg(user, "s3cret%20pit%20wall").arg(port);
+    }
+
+    QTemporaryDir dir;
+    QProcess process;
+    quint16 port = 0;
+};
+
+// A client of the broker in the test, as a teammate's or a league's program would be: keeps
+// every message it gets and publishes what the test hands it.
+struct Client
+{
+    struct Message
+    {
+        QString topic;
+        QByteArray payload;
+        bool retained;
+    };
+
+    explicit Client(const Broker &broker)
+    {
+        mosquitto_lib_init();
+        client = mosquitto_new(nullptr, true, this);
+        mosquitto_tls_set(client, broker.path("ca.crt").toLocal8Bit().constData(), nullptr, nullptr, nullptr,
+                          nullptr);
+        mosquitto_username_pw_set(client, Broker::user, Broker::password);
+        mosquitto_message_callback_set(client, [](mosquitto *, void *self, const mosquitto_message *message) {
+            auto *me = static_cast<Client *>(self);
+            std::lock_guard<std::mutex> lock(me->mutex);
+            me->messages.append({QString::fromUtf8(message->topic),
+                                 QByteArray(static_cast<const char *>(message->payload), message->payloadlen),
+                                 message->retain});
+        });
+        mosquitto_connect_callback_set(client, [](mosquitto *, void *self, int result) {
+            static_cast<Client *>(self)->connected = result == 0;
+        });
+        mosquitto_connect_async(client, "localhost", broker.port, 20);
+        mosquitto_loop_start(client);
+    }
+    ~Client()
+    {
+        mosquitto_disconnect(client);
+        mosquitto_loop_stop(client, false);
+        mosquitto_destroy(client);
+    }
+    bool subscribe(const char *filter)
+    {
+        return QTest::qWaitFor([this] { return connected.load(); }, 10000) &&
+               mosquitto_subscribe(client, nullptr, filter, 1) == MOSQ_ERR_SUCCESS;
+    }
+    void publish(const QString &topic, const QByteArray &payload, bool retain = false)
+    {
+        mosquitto_publish(client, nullptr, topic.toUtf8().constData(), payload.size(), payload.constData(), 1,
+                          retain);
+    }
+    QList<Message> of(const QString &topic)
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        QList<Message> found;
+        for (const Message &message : messages)
+            if (message.topic == topic)
+                found.append(message);
+        return found;
+    }
+    // The last payload on the topic, or empty.
+    QByteArray last(const QString &topic)
+    {
+        const QList<Message> found = of(topic);
+        return found.isEmpty() ? QByteArray() : found.last().payload;
+    }
+
+    mosquitto *client = nullptr;
+    std::atomic<bool> connected{false};
+    std::mutex mutex;
+    QList<Message> messages;
+};

@@ -1,0 +1,292 @@
+#include "broker.h"
+#include "mqttlink.h"
+#include "team.h"
+
+#include <QHostAddress>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <memory>
+
+namespace {
+const QJsonObject json(const QByteArray &text)
+{
+    return QJsonDocument::fromJson(text).object();
+}
+
+std::string liveMessage(double sessionTime)
+{
+    return QStringLiteral(R"({"fuelLapsLeft":null,"fuelPerLap":null,"live":{"FuelLevel":40.5,)"
+                          R"("PlayerCarPosition":4,"SessionTimeSinceStarted":%1},"type":"live"})")
+        .arg(sessionTime)
+        .toStdString();
+}
+
+std::string infoMessage(const char *sessionType)
+{
+    return QStringLiteral(R"({"info":{"SI.SessionType":"%1","WI.Trackname":"spa"},"type":"info"})")
+        .arg(QLatin1String(sessionType))
+        .toStdString();
+}
+
+// One car sharing through the broker, in this process: the hub its kvBeacon link would feed,
+// and the team table the same link fills from the broker.
+struct Car
+{
+    Car(const Broker &broker, const char *driver, const QString &password = QString())
+        : team(QStringLiteral("kvbeacon/red"))
+    {
+        MqttSettings settings;
+        settings.url = broker.url();
+        settings.team = QStringLiteral("red");
+        settings.driver = QLatin1String(driver);
+        settings.caFile = broker.path("ca.crt");
+        settings.password = password;
+        settings.reconnectMaxSeconds = 1;
+        QString error;
+        if (!settings.check(&error))
+            qFatal("%s", qPrintable(error));
+        link = std::make_shared<MqttLink>(settings, team);
+        if (!link->start(&error))
+            qFatal("%s", qPrintable(error));
+        hub.attach(link);
+    }
+    QJsonObject row(const QString &car, Team::Clock::time_point at = Team::Clock::now()) const
+    {
+        for (const QJsonValue value :
+             json(QByteArray::fromStdString(team.toJson(at)))[QLatin1String("cars")].toArray())
+            if (value[QLatin1String("car")] == car)
+                return value.toObject();
+        return {};
+    }
+
+    Hub hub;
+    Team team;
+    std::shared_ptr<MqttLink> link;
+};
+} // namespace
+
+// Team sharing against a real Mosquitto over TLS with a password file: what a car publishes,
+// what the broker keeps, the last will of a companion that dies, a broker that restarts.
+class tst_Mqtt : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase()
+    {
+        QVERIFY2(broker.make(), "openssl or mosquitto_passwd failed");
+        QVERIFY(broker.start());
+    }
+    void cleanupTestCase() { broker.stop(); }
+    void refusesPlaintextBeyondThePrivateNetwork_data();
+    void refusesPlaintextBeyondThePrivateNetwork();
+    void sharesTheCarAndReadsTheTeam();
+    void lastWillOfAKilledCompanion();
+    void outlivesABrokerRestart();
+    void teamTableAgesAndStates();
+
+private:
+    Broker broker;
+};
+
+void tst_Mqtt::refusesPlaintextBeyondThePrivateNetwork_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<bool>("insecure");
+    QTest::addColumn<QString>("refusal");
+    QTest::newRow("public") << "mqtt://203.0.113.5" << false << "refusing plain mqtt:// to 203.0.113.5";
+    QTest::newRow("public, insecure") << "mqtt://203.0.113.5" << true << "";
+    QTest::newRow("public over TLS") << "mqtts://203.0.113.5" << false << "";
+    QTest::newRow("beside 172.16/12") << "mqtt://172.32.0.1" << false << "refusing";
+    QTest::newRow("public IPv6") << "mqtt://[2001:db8::1]:1884" << false << "refusing";
+    QTest::newRow("v4-mapped public") << "mqtt://[::ffff:8.8.8.8]" << false << "refusing";
+    QTest::newRow("home network") << "mqtt://192.168.1.20" << false << "";
+    QTest::newRow("10/8") << "mqtt://10.4.0.9:1884" << false << "";
+    QTest::newRow("172.16/12") << "mqtt://172.31.255.1" << false << "";
+    QTest::newRow("unique local") << "mqtt://[fd12::5]" << false << "";
+    QTest::newRow("localhost") << "mqtt://localhost" << false << "";
+    QTest::newRow("no broker") << "http://192.168.1.20" << false << "--mqtt wants";
+}
+
+void tst_Mqtt::refusesPlaintextBeyondThePrivateNetwork()
+{
+    QFETCH(QString, url);
+    QFETCH(bool, insecure);
+    QFETCH(QString, refusal);
+    MqttSettings settings;
+    settings.url = url;
+    settings.team = QStringLiteral("red");
+    settings.driver = QStringLiteral("ann");
+    settings.insecure = insecure;
+    QString error;
+    QCOMPARE(settings.check(&error), refusal.isEmpty());
+    QVERIFY2(refusal.isEmpty() ? error.isEmpty() : error.startsWith(refusal), qPrintable(error));
+    if (refusal.isEmpty())
+        QCOMPARE(settings.port, url.startsWith(QLatin1String("mqtts")) ? 8883
+                                : url.endsWith("1884")                 ? 1884
+                                                                       : 1883);
+
+    if (QTest::currentDataTag() == QLatin1String("public")) {
+        // The program says so and ends before anything goes out.
+        QProcess web;
+        web.start(QStringLiteral(KVB_WEB),
+                  {"--mqtt", url, "--team", "red", "--driver", "ann", "--port", "0"});
+        QVERIFY(web.waitForFinished(10000));
+        QCOMPARE(web.exitCode(), 2);
+        QVERIFY(web.readAllStandardError().contains("refusing plain mqtt:// to 203.0.113.5"));
+        settings.team = QStringLiteral("red/blue");
+        QVERIFY(!settings.check(&error) && error.startsWith(QLatin1String("--team")));
+    }
+}
+
+void tst_Mqtt::sharesTheCarAndReadsTheTeam()
+{
+    Client watcher(broker);
+    QVERIFY(watcher.subscribe("kvbeacon/red/#"));
+    Car ann(broker, "ann");
+    QTRY_COMPARE_WITH_TIMEOUT(watcher.last("kvbeacon/red/ann/status"), QByteArray("online"), 10000);
+
+    // Fed five times faster than kvBeacon is polled: no more than ten a second go out.
+    ann.hub.publish(Channel::Info, infoMessage("Race"));
+    QElapsedTimer clock;
+    clock.start();
+    for (int i = 1; i <= 50; ++i) {
+        ann.hub.publish(Channel::Live, liveMessage(100 + i));
+        QTest::qWait(20);
+    }
+    const qint64 elapsed = clock.elapsed();
+    // The last sample may fall within the spacing of the one before; the one before may not.
+    QTRY_VERIFY_WITH_TIMEOUT(
+        json(watcher.last("kvbeacon/red/ann/live"))["live"]["SessionTimeSinceStarted"].toDouble() >= 145,
+        5000);
+    const int sent = watcher.of("kvbeacon/red/ann/live").size();
+    QVERIFY2(sent >= 3 && sent <= elapsed / 90 + 1, qPrintable(QString::number(sent)));
+    const QJsonObject live = json(watcher.last("kvbeacon/red/ann/live"));
+    QCOMPARE(live["live"]["PlayerCarPosition"].toInt(), 4);
+    QVERIFY(qAbs(live["time"].toDouble() - QDateTime::currentMSecsSinceEpoch()) < 60000);
+
+    // The broker keeps the info and the status for whoever comes later; a sample it does not keep.
+    Client later(broker);
+    QVERIFY(later.subscribe("kvbeacon/red/ann/#"));
+    QTRY_VERIFY_WITH_TIMEOUT(!later.of("kvbeacon/red/ann/info").isEmpty(), 5000);
+    QVERIFY(later.of("kvbeacon/red/ann/info").last().retained);
+    QCOMPARE(json(later.last("kvbeacon/red/ann/info"))["info"]["SI.SessionType"].toString(),
+             QStringLiteral("Race"));
+    QTRY_COMPARE_WITH_TIMEOUT(later.last("kvbeacon/red/ann/status"), QByteArray("online"), 5000);
+    QVERIFY(later.of("kvbeacon/red/ann/live").isEmpty() ||
+            !later.of("kvbeacon/red/ann/live").first().retained);
+
+    // The team table is fed from the broker, the car's own samples among them.
+    const QJsonObject row = ann.row(QStringLiteral("ann"));
+    QCOMPARE(row["state"].toString(), QStringLiteral("live"));
+    QCOMPARE(row["info"]["WI.Trackname"].toString(), QStringLiteral("spa"));
+
+    // A wrong password is told plainly, and the link keeps trying.
+    Car intruder(broker, "eve", QStringLiteral("guess"));
+    QTRY_VERIFY_WITH_TIMEOUT(
+        intruder.team.toJson(Team::Clock::now()).find("not authorised") != std::string::npos, 10000);
+    QVERIFY(!intruder.link->isConnected());
+    QVERIFY(watcher.of("kvbeacon/red/eve/status").isEmpty());
+}
+
+void tst_Mqtt::lastWillOfAKilledCompanion()
+{
+    Client watcher(broker);
+    QVERIFY(watcher.subscribe("kvbeacon/red/bob/status"));
+    // The broker's settings from a config file, as a team would keep them.
+    QTemporaryDir dir;
+    QFile config(dir.filePath("kvbeacon-web.ini"));
+    QVERIFY(config.open(QIODevice::WriteOnly));
+    config.write(
+        QStringLiteral("mqtt=mqtts://localhost:%1\nteam=red\ndriver=bob\nusername=%2\npassword=%3\nca=%4\n")
+            .arg(broker.port)
+            .arg(Broker::user, Broker::password, broker.path("ca.crt"))
+            .toUtf8());
+    config.close();
+    QProcess web;
+    web.start(QStringLiteral(KVB_WEB),
+              {"--config", config.fileName(), "--port", "0", "--beacon", "127.0.0.1:1"});
+    QTRY_COMPARE_WITH_TIMEOUT(watcher.last("kvbeacon/red/bob/status"), QByteArray("online"), 10000);
+    web.kill();
+    web.waitForFinished();
+    QTRY_COMPARE_WITH_TIMEOUT(watcher.last("kvbeacon/red/bob/status"), QByteArray("offline"), 10000);
+    Client later(broker);
+    QVERIFY(later.subscribe("kvbeacon/red/bob/status"));
+    QTRY_COMPARE_WITH_TIMEOUT(later.last("kvbeacon/red/bob/status"), QByteArray("offline"), 5000);
+}
+
+void tst_Mqtt::outlivesABrokerRestart()
+{
+    Car cat(broker, "cat");
+    cat.hub.publish(Channel::Info, infoMessage("Practice"));
+    double sessionTime = 0;
+    QTimer samples;
+    samples.callOnTimeout([&] { cat.hub.publish(Channel::Live, liveMessage(sessionTime += 0.1)); });
+    samples.start(100);
+    QTRY_VERIFY_WITH_TIMEOUT(cat.link->isConnected(), 10000);
+    QTRY_COMPARE_WITH_TIMEOUT(cat.row(QStringLiteral("cat"))["state"].toString(), QStringLiteral("live"),
+                              5000);
+
+    broker.stop();
+    QTRY_VERIFY_WITH_TIMEOUT(!cat.link->isConnected(), 10000);
+    // The session changes while the broker is away: the newest info is what it gets back.
+    cat.hub.publish(Channel::Info, infoMessage("Race"));
+    QTRY_VERIFY_WITH_TIMEOUT(cat.link->droppedLive() >= 5, 5000);
+    QVERIFY(json(QByteArray::fromStdString(cat.team.toJson(Team::Clock::now())))["broker"] == "away");
+    QVERIFY(broker.start());
+
+    Client watcher(broker);
+    QVERIFY(watcher.subscribe("kvbeacon/red/cat/#"));
+    QTRY_COMPARE_WITH_TIMEOUT(
+        json(watcher.last("kvbeacon/red/cat/info"))["info"]["SI.SessionType"].toString(),
+        QStringLiteral("Race"), 10000);
+    QCOMPARE(watcher.last("kvbeacon/red/cat/status"), QByteArray("online"));
+    const double resumed = sessionTime;
+    QTRY_VERIFY_WITH_TIMEOUT(
+        json(watcher.last("kvbeacon/red/cat/live"))["live"]["SessionTimeSinceStarted"].toDouble() > resumed,
+        5000);
+}
+
+void tst_Mqtt::teamTableAgesAndStates()
+{
+    Team team(QStringLiteral("kvbeacon/red"));
+    const Team::Clock::time_point start = Team::Clock::now();
+    const QByteArray live = QByteArray::fromStdString(liveMessage(12.5));
+    team.take("kvbeacon/red/ann/live", live, start);
+    team.take("kvbeacon/red/cat/live", live, start);
+    team.take("kvbeacon/red/cat/status", "offline", start);
+    team.take("kvbeacon/red/dan/status", "online", start);
+    // Not ours, not a message, not a kind we know: none makes a row.
+    team.take("kvbeacon/blue/ann/live", live, start);
+    team.take("kvbeacon/red/bob/live", "{broken", start);
+    team.take("kvbeacon/red/bob/telemetry", live, start);
+    team.take("kvbeacon/red/bob/status", "maybe", start);
+
+    const auto table = [&](int ms) {
+        QMap<QString, QJsonObject> rows;
+        const QJsonObject object =
+            json(QByteArray::fromStdString(team.toJson(start + std::chrono::milliseconds(ms))));
+        for (const QJsonValue value : object["cars"].toArray())
+            rows.insert(value["car"].toString(), value.toObject());
+        return rows;
+    };
+    const QMap<QString, QJsonObject> rows = table(1000);
+    QCOMPARE(rows.keys(), QStringList({"ann", "cat", "dan"}));
+    QCOMPARE(rows["ann"]["state"].toString(), QStringLiteral("live"));
+    QCOMPARE(rows["ann"]["age"].toDouble(), 1.0);
+    QCOMPARE(rows["ann"]["live"]["SessionTimeSinceStarted"].toDouble(), 12.5);
+    QCOMPARE(rows["cat"]["state"].toString(), QStringLiteral("offline"));
+    QCOMPARE(rows["dan"]["state"].toString(), QStringLiteral("stale"));
+    QVERIFY(rows["dan"]["online"].toBool() && rows["dan"]["age"].isNull());
+    const QJsonObject quiet = table(Team::staleMs + 1)["ann"];
+    QCOMPARE(quiet["state"].toString(), QStringLiteral("stale"));
+    QVERIFY(!quiet["online"].toBool());
+
+    for (int i = 0; i < 250; ++i)
+        team.take(QStringLiteral("kvbeacon/red/car%1/live").arg(i), live, start);
+    QCOMPARE(table(0).size(), int(Team::maxCars));
+}
+
+QTEST_GUILESS_MAIN(tst_Mqtt)
+#include "tst_mqtt.moc"

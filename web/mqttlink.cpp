@@ -1,0 +1,397 @@
+#include "mqttlink.h"
+
+#include "team.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRandomGenerator>
+
+#include <mosquitto.h>
+
+#include <cstdio>
+#include <cstring>
+
+namespace {
+constexpr int keepAliveSeconds = 20;
+// An attempt that has not been answered by then is given up, as a dropped SYN would hang it.
+constexpr auto attemptLimit = std::chrono::seconds(10);
+// Ten a second at the most, with room for the poll's jitter.
+constexpr auto liveSpacing = std::chrono::milliseconds(90);
+
+// Home Assistant's object ids allow letters, digits, _ and - only.
+QString objectId(const QString &name)
+{
+    QString id;
+    for (const QChar c : name)
+        id += (c.isLetterOrNumber() && c.unicode() < 128) || c == QLatin1Char('-') ? c.toLower() : QChar('_');
+    return id;
+}
+} // namespace
+
+MqttLink::MqttLink(MqttSettings settings, Team &team)
+    : settings(std::move(settings)), team(team), publishing(!this->settings.driver.isEmpty())
+{
+    static std::once_flag libraryReady;
+    std::call_once(libraryReady, [] { mosquitto_lib_init(); });
+    // Random, so that a second companion of the same driver does not throw the first one off.
+    const QString id =
+        QStringLiteral("kvbweb-%1")
+            .arg(QRandomGenerator::global()->generate64() & 0xffffffffffffULL, 12, 16, QLatin1Char('0'));
+    client = mosquitto_new(id.toUtf8().constData(), true, this);
+}
+
+MqttLink::~MqttLink()
+{
+    stop();
+    mosquitto_destroy(client);
+}
+
+bool MqttLink::start(QString *error)
+{
+    const auto refuse = [error](const char *what, int result) {
+        *error =
+            QStringLiteral("%1: %2").arg(QLatin1String(what), QString::fromUtf8(mosquitto_strerror(result)));
+        return false;
+    };
+    if (!client)
+        return refuse("cannot make an MQTT client", MOSQ_ERR_NOMEM);
+    mosquitto_int_option(client, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V311);
+    // Our own thread runs the loop: publishing from other threads must only queue.
+    mosquitto_threaded_set(client, true);
+    mosquitto_connect_callback_set(client, &MqttLink::onConnect);
+    mosquitto_disconnect_callback_set(client, &MqttLink::onDisconnect);
+    mosquitto_publish_callback_set(client, &MqttLink::onPublish);
+    mosquitto_message_callback_set(client, &MqttLink::onMessage);
+    mosquitto_log_callback_set(client, &MqttLink::onLog);
+    if (!settings.username.isEmpty()) {
+        const int result = mosquitto_username_pw_set(
+            client, settings.username.toUtf8().constData(),
+            settings.password.isEmpty() ? nullptr : settings.password.toUtf8().constData());
+        if (result != MOSQ_ERR_SUCCESS)
+            return refuse("the broker's user name", result);
+    }
+    if (settings.tls) {
+        if (settings.caFile.isEmpty())
+            mosquitto_int_option(client, MOSQ_OPT_TLS_USE_OS_CERTS, 1);
+        if (!settings.caFile.isEmpty() || !settings.certFile.isEmpty()) {
+            const auto file = [](const QString &path) {
+                return path.isEmpty() ? QByteArray() : path.toLocal8Bit();
+            };
+            const QByteArray ca = file(settings.caFile), cert = file(settings.certFile),
+                             key = file(settings.keyFile);
+            const int result = mosquitto_tls_set(client, ca.isEmpty() ? nullptr : ca.constData(), nullptr,
+                                                 cert.isEmpty() ? nullptr : cert.constData(),
+                                                 key.isEmpty() ? nullptr : key.constData(), nullptr);
+            if (result != MOSQ_ERR_SUCCESS)
+                return refuse("the TLS files", result);
+        }
+    }
+    if (publishing) {
+        const QByteArray status = settings.topic(QStringLiteral("status")).toUtf8();
+        const int result = mosquitto_will_set(client, status.constData(), 7, "offline", 1, true);
+        if (result != MOSQ_ERR_SUCCESS)
+            return refuse("the last will", result);
+    }
+    worker = std::thread(&MqttLink::run, this);
+    return true;
+}
+
+void MqttLink::stop()
+{
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        stopping = true;
+    }
+    wake.notify_all();
+    if (worker.joinable())
+        worker.join();
+}
+
+void MqttLink::run()
+{
+    int delaySeconds = 1;
+    bool first = true;
+    bool attempt = true;
+    bool wasUp = false;
+    while (true) {
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            if (stopping)
+                break;
+        }
+        if (attempt) {
+            setBroker(
+                QStringLiteral("connecting"),
+                QStringLiteral("Connecting to the broker at %1:%2").arg(settings.host).arg(settings.port));
+            attemptStarted = Clock::now();
+            wasUp = false;
+            const QByteArray host = settings.host.toUtf8();
+            const int result =
+                first ? mosquitto_connect_async(client, host.constData(), settings.port, keepAliveSeconds)
+                      : mosquitto_reconnect_async(client);
+            first = false;
+            if (result != MOSQ_ERR_SUCCESS)
+                failed(QString::fromUtf8(mosquitto_strerror(result)), false, delaySeconds);
+            else
+                attempt = false;
+            continue;
+        }
+        const int result = mosquitto_loop(client, 100, 1);
+        bool up;
+        QString reason;
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            up = connectedNow;
+            reason = lastError.isEmpty() ? QString::fromUtf8(mosquitto_strerror(result)) : lastError;
+        }
+        if (up) {
+            delaySeconds = 1;
+            wasUp = true;
+        }
+        const bool hung = !up && Clock::now() - attemptStarted > attemptLimit;
+        if (result != MOSQ_ERR_SUCCESS || hung) {
+            mosquitto_disconnect(client);
+            failed(result == MOSQ_ERR_SUCCESS ? QStringLiteral("no answer") : reason, wasUp, delaySeconds);
+            attempt = true;
+        }
+    }
+    farewell();
+}
+
+void MqttLink::failed(const QString &reason, bool wasUp, int &delaySeconds)
+{
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        connectedNow = false;
+        liveInFlight.clear();
+        lastError.clear();
+    }
+    const char *sentence = reason.startsWith(QLatin1String("refused the connection"))
+                               ? "The broker at %1:%2 %3: trying again in %4 s"
+                           : wasUp ? "Lost the broker at %1:%2 (%3): trying again in %4 s"
+                                   : "Broker %1:%2 unreachable (%3): trying again in %4 s";
+    setBroker(
+        QStringLiteral("away"),
+        QString::fromLatin1(sentence).arg(settings.host).arg(settings.port).arg(reason).arg(delaySeconds));
+    std::unique_lock<std::mutex> lock(mutex);
+    wake.wait_for(lock, std::chrono::seconds(delaySeconds), [this] { return stopping; });
+    delaySeconds = std::min(delaySeconds * 2, std::max(1, settings.reconnectMaxSeconds));
+}
+
+void MqttLink::farewell()
+{
+    bool up;
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        up = connectedNow;
+    }
+    if (up && publishing) {
+        // A clean goodbye cancels the will, so the offline is said here.
+        int mid = -1;
+        publishRetained(settings.topic(QStringLiteral("status")), "offline", &mid);
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            offlineMid = mid;
+        }
+        const auto until = Clock::now() + std::chrono::seconds(1);
+        while (Clock::now() < until && mosquitto_loop(client, 50, 1) == MOSQ_ERR_SUCCESS) {
+            std::lock_guard<std::mutex> lock(mutex);
+            if (offlineMid < 0)
+                break;
+        }
+    }
+    mosquitto_disconnect(client);
+    for (int i = 0; i < 4 && mosquitto_loop(client, 50, 1) == MOSQ_ERR_SUCCESS; ++i) {
+    }
+    std::lock_guard<std::mutex> lock(mutex);
+    connectedNow = false;
+}
+
+void MqttLink::deliver(Channel channel, std::shared_ptr<const std::string> message)
+{
+    if (!publishing || message->size() < 2)
+        return;
+    if (channel == Channel::Info) {
+        bool up;
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            latestInfo = *message;
+            up = connectedNow;
+        }
+        // While the broker is away only the newest info is kept; the connect sends it.
+        if (up)
+            publishRetained(settings.topic(QStringLiteral("info")), stamped(*message));
+        return;
+    }
+    if (channel != Channel::Live)
+        return;
+    std::lock_guard<std::mutex> lock(mutex);
+    const auto now = Clock::now();
+    if (now - lastLiveSent < liveSpacing)
+        return;
+    if (!connectedNow || liveInFlight.size() >= liveInFlightLimit) {
+        ++dropped;
+        return;
+    }
+    const std::string payload = stamped(*message);
+    const QByteArray topic = settings.topic(QStringLiteral("live")).toUtf8();
+    int mid = 0;
+    if (mosquitto_publish(client, &mid, topic.constData(), static_cast<int>(payload.size()), payload.data(),
+                          0, false) == MOSQ_ERR_SUCCESS) {
+        liveInFlight.insert(mid);
+        lastLiveSent = now;
+    } else {
+        ++dropped;
+    }
+}
+
+bool MqttLink::isConnected() const
+{
+    std::lock_guard<std::mutex> lock(mutex);
+    return connectedNow;
+}
+
+long long MqttLink::droppedLive() const
+{
+    std::lock_guard<std::mutex> lock(mutex);
+    return dropped;
+}
+
+std::string MqttLink::stamped(const std::string &message)
+{
+    // The hub's message is a JSON object: the time of sending goes in front of its first key.
+    const long long ms = std::chrono::duration_cast<std::chrono::milliseconds>(
+                             std::chrono::system_clock::now().time_since_epoch())
+                             .count();
+    return "{\"time\":" + std::to_string(ms) + "," + message.substr(1);
+}
+
+void MqttLink::onConnect(mosquitto *, void *self, int result)
+{
+    static_cast<MqttLink *>(self)->connected(result);
+}
+
+void MqttLink::onDisconnect(mosquitto *, void *self, int)
+{
+    auto *link = static_cast<MqttLink *>(self);
+    std::lock_guard<std::mutex> lock(link->mutex);
+    link->connectedNow = false;
+    link->liveInFlight.clear();
+}
+
+void MqttLink::onPublish(mosquitto *, void *self, int mid)
+{
+    auto *link = static_cast<MqttLink *>(self);
+    std::lock_guard<std::mutex> lock(link->mutex);
+    link->liveInFlight.erase(mid);
+    if (mid == link->offlineMid)
+        link->offlineMid = -1;
+}
+
+void MqttLink::onMessage(mosquitto *, void *self, const mosquitto_message *message)
+{
+    auto *link = static_cast<MqttLink *>(self);
+    link->team.take(QString::fromUtf8(message->topic),
+                    QByteArray(static_cast<const char *>(message->payload), message->payloadlen),
+                    Clock::now());
+}
+
+void MqttLink::onLog(mosquitto *, void *self, int level, const char *text)
+{
+    if (level != MOSQ_LOG_ERR)
+        return;
+    auto *link = static_cast<MqttLink *>(self);
+    std::lock_guard<std::mutex> lock(link->mutex);
+    link->lastError = QString::fromUtf8(text);
+}
+
+void MqttLink::connected(int result)
+{
+    if (result != 0) {
+        std::lock_guard<std::mutex> lock(mutex);
+        QString why = QString::fromUtf8(mosquitto_connack_string(result));
+        if (why.endsWith(QLatin1Char('.')))
+            why.chop(1);
+        lastError = QStringLiteral("refused the connection: %1").arg(why);
+        return;
+    }
+    std::string info;
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        connectedNow = true;
+        liveInFlight.clear();
+        info = latestInfo;
+    }
+    const QByteArray watch = (settings.watch + QStringLiteral("/#")).toUtf8();
+    mosquitto_subscribe(client, nullptr, watch.constData(), 1);
+    if (publishing) {
+        publishRetained(settings.topic(QStringLiteral("status")), "online");
+        // A restarted broker may have lost the retained info: it is said again on every connect.
+        if (!info.empty())
+            publishRetained(settings.topic(QStringLiteral("info")), stamped(info));
+        if (settings.homeAssistant)
+            announceToHomeAssistant();
+    }
+    setBroker(QStringLiteral("connected"),
+              QStringLiteral("Connected to the broker at %1:%2").arg(settings.host).arg(settings.port));
+}
+
+void MqttLink::publishRetained(const QString &topic, const std::string &payload, int *mid)
+{
+    const QByteArray name = topic.toUtf8();
+    mosquitto_publish(client, mid, name.constData(), static_cast<int>(payload.size()), payload.data(), 1,
+                      true);
+}
+
+void MqttLink::announceToHomeAssistant()
+{
+    struct Sensor
+    {
+        const char *key;
+        const char *name;
+        const char *topic;
+        const char *value;
+        const char *unit;
+    };
+    static const Sensor sensors[] = {
+        {"fuel", "Fuel", "live", "{{ value_json.live.FuelLevel | round(1) }}", "L"},
+        {"position", "Position", "live", "{{ value_json.live.PlayerCarPosition }}", nullptr},
+        {"laps_remaining", "Laps remaining", "live", "{{ value_json.live.SessionLapsRemain }}", nullptr},
+        {"session", "Session", "info", "{{ value_json.info['SI.SessionType'] }}", nullptr},
+    };
+    const QString node =
+        QStringLiteral("kvbeacon_%1_%2").arg(objectId(settings.team), objectId(settings.driver));
+    const QJsonObject device{{QStringLiteral("identifiers"), QJsonArray{node}},
+                             {QStringLiteral("name"), QStringLiteral("kvBeacon %1").arg(settings.driver)},
+                             {QStringLiteral("manufacturer"), QStringLiteral("kvBeacon")}};
+    for (const Sensor &sensor : sensors) {
+        QJsonObject config{{QStringLiteral("name"), QLatin1String(sensor.name)},
+                           {QStringLiteral("unique_id"), node + QLatin1Char('_') + QLatin1String(sensor.key)},
+                           {QStringLiteral("state_topic"), settings.topic(QLatin1String(sensor.topic))},
+                           {QStringLiteral("value_template"), QLatin1String(sensor.value)},
+                           {QStringLiteral("availability_topic"), settings.topic(QStringLiteral("status"))},
+                           {QStringLiteral("device"), device}};
+        if (sensor.unit)
+            config.insert(QStringLiteral("unit_of_measurement"), QLatin1String(sensor.unit));
+        // Live values are worth nothing once the samples stop.
+        if (std::strcmp(sensor.topic, "live") == 0)
+            config.insert(QStringLiteral("expire_after"), 10);
+        publishRetained(
+            QStringLiteral("homeassistant/sensor/%1/%2/config").arg(node, QLatin1String(sensor.key)),
+            QJsonDocument(config).toJson(QJsonDocument::Compact).toStdString());
+    }
+}
+
+void MqttLink::setBroker(const QString &state, const QString &text)
+{
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        if (text == brokerText)
+            return;
+        brokerText = text;
+    }
+    team.setBroker(state, text);
+    std::printf("kvbeacon-web: %s\n", qPrintable(text));
+    std::fflush(stdout);
+}

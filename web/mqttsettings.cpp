@@ -1,0 +1,132 @@
+#include "mqttsettings.h"
+
+#include <QFileInfo>
+#include <QHostAddress>
+#include <QHostInfo>
+#include <QSettings>
+#include <QUrl>
+
+bool MqttSettings::mergeFile(const QString &path, QString *error)
+{
+    if (!QFileInfo(path).isReadable()) {
+        *error = QStringLiteral("cannot read the config file %1").arg(path);
+        return false;
+    }
+    QSettings file(path, QSettings::IniFormat);
+    if (file.status() != QSettings::NoError) {
+        *error = QStringLiteral("%1 is no INI file").arg(path);
+        return false;
+    }
+    const auto take = [&file](QString &value, const char *key) {
+        if (value.isEmpty())
+            value = file.value(QLatin1String(key)).toString();
+    };
+    take(url, "mqtt");
+    take(team, "team");
+    take(driver, "driver");
+    take(watch, "watch");
+    take(username, "username");
+    take(password, "password");
+    take(caFile, "ca");
+    take(certFile, "cert");
+    take(keyFile, "key");
+    insecure = insecure || file.value(QStringLiteral("insecure")).toBool();
+    homeAssistant = homeAssistant || file.value(QStringLiteral("home-assistant")).toBool();
+    return true;
+}
+
+bool MqttSettings::check(QString *error)
+{
+    const QUrl parsed(url, QUrl::StrictMode);
+    const QString scheme = parsed.scheme();
+    if (!parsed.isValid() || parsed.host().isEmpty() ||
+        (scheme != QLatin1String("mqtt") && scheme != QLatin1String("mqtts"))) {
+        *error = QStringLiteral("--mqtt wants mqtt://host[:port] or mqtts://[user:password@]host[:port], "
+                                "not \"%1\"")
+                     .arg(url);
+        return false;
+    }
+    if (!isTopicLevel(team)) {
+        *error = QStringLiteral("--team wants a name without /, + or # (it is a level of the topics)");
+        return false;
+    }
+    if (!driver.isEmpty() && !isTopicLevel(driver)) {
+        *error = QStringLiteral("--driver wants a name without /, + or # (it is a level of the topics)");
+        return false;
+    }
+    if (watch.isEmpty())
+        watch = QStringLiteral("kvbeacon/") + team;
+    if (watch.contains(QLatin1Char('+')) || watch.contains(QLatin1Char('#')) ||
+        watch.endsWith(QLatin1Char('/'))) {
+        *error = QStringLiteral("--watch wants a topic prefix such as kvbeacon, without + or #");
+        return false;
+    }
+    if (certFile.isEmpty() != keyFile.isEmpty()) {
+        *error = QStringLiteral("a client certificate needs its key, and a key its certificate");
+        return false;
+    }
+    for (const QString &file : {caFile, certFile, keyFile})
+        if (!file.isEmpty() && !QFileInfo(file).isReadable()) {
+            *error = QStringLiteral("cannot read %1").arg(file);
+            return false;
+        }
+    if (username.isEmpty())
+        username = parsed.userName(QUrl::FullyDecoded);
+    if (password.isEmpty())
+        password = parsed.password(QUrl::FullyDecoded);
+
+    tls = scheme == QLatin1String("mqtts");
+    port = parsed.port(tls ? 8883 : 1883);
+    host = parsed.host(QUrl::FullyDecoded);
+    if (tls || insecure)
+        return true;
+    // Checked once, and the checked address is the one connected to: a name cannot turn public later.
+    QHostAddress address(host);
+    if (address.isNull()) {
+        const QHostInfo found = QHostInfo::fromName(host);
+        if (found.addresses().isEmpty()) {
+            *error = QStringLiteral("cannot find %1 to tell whether it is on a private network: %2")
+                         .arg(host, found.errorString());
+            return false;
+        }
+        address = found.addresses().constFirst();
+        for (const QHostAddress &each : found.addresses())
+            if (!isLocalOrPrivate(each))
+                address = each;
+    }
+    if (!isLocalOrPrivate(address)) {
+        *error = QStringLiteral("refusing plain mqtt:// to %1 (%2), which is not a local or private address: "
+                                "the team's data would cross the internet unencrypted. Use mqtts://, or "
+                                "--insecure if the network between is trusted")
+                     .arg(host, address.toString());
+        return false;
+    }
+    host = address.toString();
+    return true;
+}
+
+QString MqttSettings::topic(const QString &kind) const
+{
+    return QStringLiteral("kvbeacon/%1/%2/%3").arg(team, driver, kind);
+}
+
+bool MqttSettings::isLocalOrPrivate(const QHostAddress &address)
+{
+    bool isV4 = false;
+    const QHostAddress v4(address.toIPv4Address(&isV4));
+    const QHostAddress &plain = isV4 ? v4 : address;
+    if (plain.isLoopback() || plain.isLinkLocal())
+        return true;
+    if (plain.protocol() == QAbstractSocket::IPv6Protocol)
+        return plain.isInSubnet(QHostAddress::parseSubnet(QStringLiteral("fc00::/7")));
+    for (const char *subnet : {"10.0.0.0/8", "172.16.0.0/12", "192.168.0.0/16"})
+        if (plain.isInSubnet(QHostAddress::parseSubnet(QLatin1String(subnet))))
+            return true;
+    return false;
+}
+
+bool MqttSettings::isTopicLevel(const QString &name)
+{
+    return !name.isEmpty() && name.size() <= 64 && !name.contains(QLatin1Char('/')) &&
+           !name.contains(QLatin1Char('+')) && !name.contains(QLatin1Char('#'));
+}
