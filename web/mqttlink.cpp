@@ -226,30 +226,46 @@ void MqttLink::deliver(Channel channel, std::shared_ptr<const std::string> messa
     }
     if (channel != Channel::Live)
         return;
-    std::lock_guard<std::mutex> lock(mutex);
-    const auto now = Clock::now();
-    if (now - lastLiveSent < liveSpacing)
-        return;
-    if (!connectedNow || liveInFlight.size() >= liveInFlightLimit) {
-        ++dropped;
-        return;
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        const auto now = Clock::now();
+        if (now - lastLiveSent < liveSpacing)
+            return;
+        if (!connectedNow || liveInFlight.size() >= liveInFlightLimit) {
+            ++dropped;
+            return;
+        }
+        lastLiveSent = now;
+        livePending = true;
     }
+    // Without the lock: the library calls back into this object while holding locks of its own.
     const std::string payload = stamped(*message);
     const QByteArray topic = settings.topic(QStringLiteral("live")).toUtf8();
     int mid = 0;
-    if (mosquitto_publish(client, &mid, topic.constData(), static_cast<int>(payload.size()), payload.data(),
-                          0, false) == MOSQ_ERR_SUCCESS) {
-        liveInFlight.insert(mid);
-        lastLiveSent = now;
-    } else {
+    const int result = mosquitto_publish(client, &mid, topic.constData(), static_cast<int>(payload.size()),
+                                         payload.data(), 0, false);
+    std::lock_guard<std::mutex> lock(mutex);
+    livePending = false;
+    if (result != MOSQ_ERR_SUCCESS) {
         ++dropped;
+    } else {
+        ++published;
+        if (!writtenEarly.count(mid))
+            liveInFlight.insert(mid);
     }
+    writtenEarly.clear();
 }
 
 bool MqttLink::isConnected() const
 {
     std::lock_guard<std::mutex> lock(mutex);
     return connectedNow;
+}
+
+long long MqttLink::publishedLive() const
+{
+    std::lock_guard<std::mutex> lock(mutex);
+    return published;
 }
 
 long long MqttLink::droppedLive() const
@@ -284,7 +300,9 @@ void MqttLink::onPublish(mosquitto *, void *self, int mid)
 {
     auto *link = static_cast<MqttLink *>(self);
     std::lock_guard<std::mutex> lock(link->mutex);
-    link->liveInFlight.erase(mid);
+    // A sample may be written before its publisher has noted it as in flight.
+    if (!link->liveInFlight.erase(mid) && link->livePending)
+        link->writtenEarly.insert(mid);
     if (mid == link->offlineMid)
         link->offlineMid = -1;
 }

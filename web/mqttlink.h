@@ -40,7 +40,8 @@ public:
     void deliver(Channel channel, std::shared_ptr<const std::string> message) override;
 
     bool isConnected() const;
-    // Live samples not sent because the broker was away or slow.
+    // Live samples handed to the broker, and those not sent because it was away or slow.
+    long long publishedLive() const;
     long long droppedLive() const;
 
 private:
@@ -79,8 +80,13 @@ private:
     QString brokerText;
     std::string latestInfo;
     Clock::time_point lastLiveSent;
+    // Message ids of live samples written but not yet taken by the broker. Deliveries come one
+    // at a time (the hub holds its lock around them), so at most one is pending.
     std::set<int> liveInFlight;
+    std::set<int> writtenEarly;
+    bool livePending = false;
     int offlineMid = -1;
+    long long published = 0;
     long long dropped = 0;
     QString lastError;
 };

@@ -1,3 +1,4 @@
+#include "broker.h"
 #include "kvbeacon.h"
 #include "kvserver.h"
 #include "programoutput.h"
@@ -61,6 +62,7 @@ private slots:
     void buttons();
     void overlay();
     void recoversFromEveryLoss();
+    void teamView();
 
 private:
     QUrl url(const QString &path) const
@@ -76,13 +78,15 @@ private:
     }
     bool startWeb()
     {
-        return web.start(
-            QStringLiteral(KVB_WEB),
-            {"--port", QString::number(webPort), "--beacon", QStringLiteral("127.0.0.1:%1").arg(beaconPort)},
-            "dashboard");
+        return web.start(QStringLiteral(KVB_WEB),
+                         {"--port", QString::number(webPort), "--beacon",
+                          QStringLiteral("127.0.0.1:%1").arg(beaconPort), "--mqtt", broker.url(), "--mqtt-ca",
+                          broker.path("ca.crt"), "--team", "red", "--driver", "ann"},
+                         "dashboard");
     }
 
     QTemporaryDir dir, documents;
+    Broker broker;
     Program standIn, web;
     std::unique_ptr<kvBeacon> window;
     WebDriver browser;
@@ -113,6 +117,7 @@ void tst_WebBrowser::initTestCase()
     window = std::make_unique<kvBeacon>(nullptr);
     window->show();
     QTRY_VERIFY_WITH_TIMEOUT(window->findChild<kvServer *>(), 5000);
+    QVERIFY(broker.make() && broker.start());
     QVERIFY(startWeb());
     QVERIFY2(browser.start(), "chromedriver or Chromium did not start");
     QVERIFY(browser.viewport(390, 844)); // a phone
@@ -121,6 +126,7 @@ void tst_WebBrowser::initTestCase()
 void tst_WebBrowser::cleanupTestCase()
 {
     web.stop();
+    broker.stop();
     window.reset();
     standIn.process.write("quit\n");
     standIn.process.waitForFinished(5000);
@@ -227,6 +233,49 @@ void tst_WebBrowser::recoversFromEveryLoss()
     QVERIFY(QFile::rename(documents.filePath("app.away"), documents.filePath("app.ini")));
     QTRY_VERIFY_WITH_TIMEOUT(
         browser.run("return document.querySelectorAll('button.macro').length;").toInt() == 5, 5000);
+}
+
+// The team page: the stand-in's car through kvbeacon-web and the broker, beside two teammates
+// that the test plays, one of whom goes quiet.
+void tst_WebBrowser::teamView()
+{
+    Client mates(broker);
+    QVERIFY(mates.subscribe("kvbeacon/red/+/status"));
+    int tick = 0;
+    bool catQuiet = false;
+    QTimer samples;
+    samples.callOnTimeout([&] {
+        for (const char *mate : {"bob", "cat"}) {
+            if (catQuiet && mate == QLatin1String("cat"))
+                continue;
+            mates.publish(QStringLiteral("kvbeacon/red/%1/live").arg(mate),
+                          QStringLiteral(
+                              R"({"time":0,"fuelLapsLeft":4.2,"fuelPerLap":2.5,"live":{"DisplayUnits":1,)"
+                              R"("FuelLevel":10.5,"FuelLevelPct":0.1,"PlayerCarClassPosition":2,)"
+                              R"("PlayerCarPosition":%1,"RaceLaps":%2,"SessionLapsRemain":9},"type":"live"})")
+                              .arg(mate == QLatin1String("bob") ? 2 : 9)
+                              .arg(tick / 10)
+                              .toUtf8());
+        }
+        ++tick;
+    });
+    samples.start(100);
+    browser.open(url("/team"));
+    const auto states = [this] {
+        return browser
+            .run("return [...document.querySelectorAll('#cars tbody tr')]"
+                 ".map(r => r.dataset.car + ':' + r.dataset.state).join();")
+            .toString();
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(states(), QStringLiteral("ann:live,bob:live,cat:live"), 10000);
+    QCOMPARE(browser.text("tr[data-car='ann'] td:nth-child(4)"), QStringLiteral("P5"));
+    QCOMPARE(browser.text("tr[data-car='bob'] td:nth-child(8)"), QStringLiteral("10.5 L · 10 %"));
+    QVERIFY(browser.text("#broker").startsWith("Connected to the broker"));
+    catQuiet = true;
+    QTRY_COMPARE_WITH_TIMEOUT(states(), QStringLiteral("ann:live,bob:live,cat:stale"), 10000);
+    QCOMPARE(browser.text("tr[data-car='cat'] td:nth-child(2)"), QStringLiteral("stale"));
+    photograph("team");
+    QCOMPARE(mates.last("kvbeacon/red/ann/status"), QByteArray("online"));
 }
 
 QTEST_MAIN(tst_WebBrowser)
