@@ -79,10 +79,11 @@ int main(int argc, char *argv[])
          QStringLiteral("Announce fuel, position, laps remaining and session to Home Assistant.")});
     const QString defaultConfig = QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) +
                                   QStringLiteral("/kvbeacon-web.ini");
-    parser.addOption({QStringLiteral("config"),
-                      QStringLiteral("An INI file with the broker's settings (default %1, if it exists).")
-                          .arg(defaultConfig),
-                      QStringLiteral("file")});
+    parser.addOption(
+        {QStringLiteral("config"),
+         QStringLiteral("A file of key=value lines with the broker's settings (default %1, if it exists).")
+             .arg(defaultConfig),
+         QStringLiteral("file")});
     parser.process(app);
 
     QString host = QStringLiteral("127.0.0.1");

@@ -1,25 +1,45 @@
 #include "mqttsettings.h"
 
+#include <QFile>
 #include <QFileInfo>
+#include <QHash>
 #include <QHostAddress>
 #include <QHostInfo>
-#include <QSettings>
 #include <QUrl>
 
 bool MqttSettings::mergeFile(const QString &path, QString *error)
 {
-    if (!QFileInfo(path).isReadable()) {
-        *error = QStringLiteral("cannot read the config file %1").arg(path);
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        *error = QStringLiteral("cannot read the config file %1: %2").arg(path, file.errorString());
         return false;
     }
-    QSettings file(path, QSettings::IniFormat);
-    if (file.status() != QSettings::NoError) {
-        *error = QStringLiteral("%1 is no INI file").arg(path);
-        return false;
+    // key=value lines, taken as they stand (a password may hold any character but a line break);
+    // # or ; begins a comment line, and a value may be put in double quotes.
+    QHash<QString, QString> values;
+    const QStringList lines = QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'));
+    for (int number = 1; number <= lines.size(); ++number) {
+        const QString line = lines[number - 1].trimmed();
+        if (line.isEmpty() || line.startsWith(QLatin1Char('#')) || line.startsWith(QLatin1Char(';')) ||
+            line.startsWith(QLatin1Char('[')))
+            continue;
+        const int equals = line.indexOf(QLatin1Char('='));
+        if (equals <= 0) {
+            *error = QStringLiteral("%1, line %2: not key=value: %3").arg(path).arg(number).arg(line);
+            return false;
+        }
+        QString value = line.mid(equals + 1).trimmed();
+        if (value.size() >= 2 && value.startsWith(QLatin1Char('"')) && value.endsWith(QLatin1Char('"')))
+            value = value.mid(1, value.size() - 2);
+        values.insert(line.left(equals).trimmed(), value);
     }
-    const auto take = [&file](QString &value, const char *key) {
+    const auto take = [&values](QString &value, const char *key) {
         if (value.isEmpty())
-            value = file.value(QLatin1String(key)).toString();
+            value = values.value(QLatin1String(key));
+    };
+    const auto yes = [&values](const char *key) {
+        const QString value = values.value(QLatin1String(key)).toLower();
+        return value == QLatin1String("true") || value == QLatin1String("yes") || value == QLatin1String("1");
     };
     take(url, "mqtt");
     take(team, "team");
@@ -30,8 +50,8 @@ bool MqttSettings::mergeFile(const QString &path, QString *error)
     take(caFile, "ca");
     take(certFile, "cert");
     take(keyFile, "key");
-    insecure = insecure || file.value(QStringLiteral("insecure")).toBool();
-    homeAssistant = homeAssistant || file.value(QStringLiteral("home-assistant")).toBool();
+    insecure = insecure || yes("insecure");
+    homeAssistant = homeAssistant || yes("home-assistant");
     return true;
 }
 

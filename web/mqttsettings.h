@@ -33,9 +33,9 @@ struct MqttSettings
     int port = 0;
 
     bool enabled() const { return !url.isEmpty(); }
-    // Reads the keys of an INI file (mqtt, team, driver, watch, username, password, ca, cert,
+    // Reads a file of key=value lines (mqtt, team, driver, watch, username, password, ca, cert,
     // key, insecure, home-assistant) into the settings not yet set; false with an error if the
-    // file cannot be read.
+    // file cannot be read or holds a line that is no setting.
     bool mergeFile(const QString &path, QString *error);
     // Parses the URL and refuses what would be unsafe or cannot work; on success host, port and
     // tls are set, and for plain mqtt:// the host is the checked address itself.

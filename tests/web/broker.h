@@ -17,7 +17,7 @@
 struct Broker
 {
     static constexpr const char *user = "crew";
-    static constexpr const char *password = "s3cret pit wall";
+    static constexpr const char *password = "s3cret, pit wall";
 
     bool make()
     {
@@ -75,7 +75,8 @@ struct Broker
     QString path(const char *name) const { return dir.filePath(QLatin1String(name)); }
     QString url() const
     {
-        return QStringLiteral("mqtts://%1:%2@localhost:%3").arg(user, "s3cret%20pit%20wall").arg(port);
+        return QStringLiteral("mqtts://%1:%2@localhost:%3")
+            .arg(user, QString::fromLatin1(QUrl::toPercentEncoding(password)), QString::number(port));
     }
 
     QTemporaryDir dir;
