@@ -39,20 +39,30 @@ struct Broker
                              "-subj", "/CN=localhost"}) ||
             !run("openssl", {"x509", "-req", "-in", "server.csr", "-CA", "ca.crt", "-CAkey", "ca.key",
                              "-CAcreateserial", "-out", "server.crt", "-days", "2", "-extfile", "san.ext"}) ||
+            !run("openssl", {"req", "-newkey", ec, "-nodes", "-keyout", "client.key", "-out", "client.csr",
+                             "-subj", "/CN=pit-wall"}) ||
+            !run("openssl", {"x509", "-req", "-in", "client.csr", "-CA", "ca.crt", "-CAkey", "ca.key",
+                             "-CAcreateserial", "-out", "client.crt", "-days", "2"}) ||
             !run("mosquitto_passwd", {"-b", "-c", "passwords", user, password}))
             return false;
-        QTcpServer probe;
+        QTcpServer probe, second;
         probe.listen(QHostAddress::LocalHost, 0);
+        second.listen(QHostAddress::LocalHost, 0);
         port = probe.serverPort();
+        certificatePort = second.serverPort();
         QFile config(path("mosquitto.conf"));
         return config.open(QIODevice::WriteOnly) &&
                config.write(
                    QStringLiteral(
                        "user %1\nlog_dest stderr\nlog_type error\nallow_anonymous false\npassword_file %2\n"
-                       "listener %3 127.0.0.1\ncafile %4\ncertfile %5\nkeyfile %6\n")
+                       "listener %3 127.0.0.1\ncafile %4\ncertfile %5\nkeyfile %6\n"
+                       // The second listener knows its clients by their certificates alone.
+                       "listener %7 127.0.0.1\ncafile %4\ncertfile %5\nkeyfile %6\n"
+                       "require_certificate true\nuse_identity_as_username true\n")
                        .arg(QString::fromLocal8Bit(getpwuid(getuid())->pw_name), path("passwords"))
                        .arg(port)
                        .arg(path("ca.crt"), path("server.crt"), path("server.key"))
+                       .arg(certificatePort)
                        .toUtf8()) > 0;
     }
     bool start()
@@ -82,6 +92,7 @@ struct Broker
     QTemporaryDir dir;
     QProcess process;
     quint16 port = 0;
+    quint16 certificatePort = 0;
 };
 
 // A client of the broker in the test, as a teammate's or a league's program would be: keeps

@@ -34,11 +34,17 @@ std::string infoMessage(const char *sessionType)
 // and the team table the same link fills from the broker.
 struct Car
 {
-    Car(const Broker &broker, const char *driver, const QString &password = QString())
+    Car(const Broker &broker, const char *driver, const QString &password = QString(),
+        bool certificate = false)
         : team(QStringLiteral("kvbeacon/red"))
     {
         MqttSettings settings;
-        settings.url = broker.url();
+        settings.url =
+            certificate ? QStringLiteral("mqtts://localhost:%1").arg(broker.certificatePort) : broker.url();
+        if (certificate) {
+            settings.certFile = broker.path("client.crt");
+            settings.keyFile = broker.path("client.key");
+        }
         settings.team = QStringLiteral("red");
         settings.driver = QLatin1String(driver);
         settings.caFile = broker.path("ca.crt");
@@ -188,6 +194,9 @@ void tst_Mqtt::sharesTheCarAndReadsTheTeam()
         intruder.team.toJson(Team::Clock::now()).find("not authorised") != std::string::npos, 10000);
     QVERIFY(!intruder.link->isConnected());
     QVERIFY(watcher.of("kvbeacon/red/eve/status").isEmpty());
+    // A client certificate in place of a password.
+    Car certified(broker, "dee", QString(), true);
+    QTRY_COMPARE_WITH_TIMEOUT(watcher.last("kvbeacon/red/dee/status"), QByteArray("online"), 10000);
 }
 
 void tst_Mqtt::lastWillOfAKilledCompanion()
