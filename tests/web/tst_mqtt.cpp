@@ -34,21 +34,17 @@ std::string infoMessage(const char *sessionType)
 // and the team table the same link fills from the broker.
 struct Car
 {
-    Car(const Broker &broker, const char *driver, const QString &password = QString(),
-        bool certificate = false)
+    // `adjust` changes the settings of a car that a broker's password lets in.
+    Car(const Broker &broker, const char *driver, const std::function<void(MqttSettings &)> &adjust = {})
         : team(QStringLiteral("kvbeacon/red"))
     {
         MqttSettings settings;
-        settings.url =
-            certificate ? QStringLiteral("mqtts://localhost:%1").arg(broker.certificatePort) : broker.url();
-        if (certificate) {
-            settings.certFile = broker.path("client.crt");
-            settings.keyFile = broker.path("client.key");
-        }
+        settings.url = broker.url();
         settings.team = QStringLiteral("red");
         settings.driver = QLatin1String(driver);
         settings.caFile = broker.path("ca.crt");
-        settings.password = password;
+        if (adjust)
+            adjust(settings);
         settings.reconnectMaxSeconds = 1;
         QString error;
         if (!settings.check(&error))
@@ -150,7 +146,9 @@ void tst_Mqtt::sharesTheCarAndReadsTheTeam()
 {
     Client watcher(broker);
     QVERIFY(watcher.subscribe("kvbeacon/red/#"));
-    Car ann(broker, "ann");
+    Client homeAssistant(broker);
+    QVERIFY(homeAssistant.subscribe("homeassistant/#"));
+    Car ann(broker, "ann", [](MqttSettings &settings) { settings.homeAssistant = true; });
     QTRY_COMPARE_WITH_TIMEOUT(watcher.last("kvbeacon/red/ann/status"), QByteArray("online"), 10000);
 
     // Fed five times faster than kvBeacon is polled: no more than ten a second go out.
@@ -188,14 +186,26 @@ void tst_Mqtt::sharesTheCarAndReadsTheTeam()
     QCOMPARE(row["state"].toString(), QStringLiteral("live"));
     QCOMPARE(row["info"]["WI.Trackname"].toString(), QStringLiteral("spa"));
 
+    // Home Assistant learns of four sensors of the car, read from its topics.
+    QTRY_VERIFY_WITH_TIMEOUT(
+        !homeAssistant.last("homeassistant/sensor/kvbeacon_red_ann/session/config").isEmpty(), 5000);
+    const QJsonObject fuel = json(homeAssistant.last("homeassistant/sensor/kvbeacon_red_ann/fuel/config"));
+    QCOMPARE(fuel["state_topic"].toString(), QStringLiteral("kvbeacon/red/ann/live"));
+    QCOMPARE(fuel["availability_topic"].toString(), QStringLiteral("kvbeacon/red/ann/status"));
+    QVERIFY(fuel["value_template"].toString().contains("value_json.live.FuelLevel"));
+
     // A wrong password is told plainly, and the link keeps trying.
-    Car intruder(broker, "eve", QStringLiteral("guess"));
+    Car intruder(broker, "eve", [](MqttSettings &settings) { settings.password = QStringLiteral("guess"); });
     QTRY_VERIFY_WITH_TIMEOUT(
         intruder.team.toJson(Team::Clock::now()).find("not authorised") != std::string::npos, 10000);
     QVERIFY(!intruder.link->isConnected());
     QVERIFY(watcher.of("kvbeacon/red/eve/status").isEmpty());
     // A client certificate in place of a password.
-    Car certified(broker, "dee", QString(), true);
+    Car certified(broker, "dee", [&](MqttSettings &settings) {
+        settings.url = QStringLiteral("mqtts://localhost:%1").arg(broker.certificatePort);
+        settings.certFile = broker.path("client.crt");
+        settings.keyFile = broker.path("client.key");
+    });
     QTRY_COMPARE_WITH_TIMEOUT(watcher.last("kvbeacon/red/dee/status"), QByteArray("online"), 10000);
 }
 
