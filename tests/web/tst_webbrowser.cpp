@@ -148,7 +148,10 @@ void tst_WebBrowser::dashboard()
     QTRY_VERIFY_WITH_TIMEOUT(browser.text("#time") != time && browser.text("#fuel") != fuel, 3000);
     // Two laps seen whole give the laps the fuel lasts.
     QTRY_VERIFY_WITH_TIMEOUT(browser.text("#fuel-laps") != QStringLiteral("–"), 20000);
-    QCOMPARE(browser.text("#fuel-per-lap"), QStringLiteral("3.0 L"));
+    // Three litres a lap, as seen at 10 Hz: each lap's ends are caught up to a poll late, and
+    // later still on a loaded machine.
+    const QString perLap = browser.text("#fuel-per-lap");
+    QVERIFY2(perLap.endsWith(" L") && qAbs(perLap.chopped(2).toDouble() - 3.0) <= 0.15, qPrintable(perLap));
     photograph("dashboard");
     QVERIFY(standIn.send("set DisplayUnits 0"));
     QTRY_VERIFY_WITH_TIMEOUT(
