@@ -30,7 +30,10 @@ QString objectId(const QString &name)
 } // namespace
 
 MqttLink::MqttLink(MqttSettings settings, Team &team)
-    : settings(std::move(settings)), team(team), publishing(!this->settings.driver.isEmpty())
+    : settings(std::move(settings)), team(team), publishing(!this->settings.driver.isEmpty()),
+      liveTopic(this->settings.topic(QStringLiteral("live")).toUtf8()),
+      infoTopic(this->settings.topic(QStringLiteral("info")).toUtf8()),
+      statusTopic(this->settings.topic(QStringLiteral("status")).toUtf8())
 {
     static std::once_flag libraryReady;
     std::call_once(libraryReady, [] { mosquitto_lib_init(); });
@@ -90,8 +93,7 @@ bool MqttLink::start(QString *error)
         }
     }
     if (publishing) {
-        const QByteArray status = settings.topic(QStringLiteral("status")).toUtf8();
-        const int result = mosquitto_will_set(client, status.constData(), 7, "offline", 1, true);
+        const int result = mosquitto_will_set(client, statusTopic.constData(), 7, "offline", 1, true);
         if (result != MOSQ_ERR_SUCCESS)
             return refuse("the last will", result);
     }
@@ -141,11 +143,9 @@ void MqttLink::run()
         }
         const int result = mosquitto_loop(client, 100, 1);
         bool up;
-        QString reason;
         {
             std::lock_guard<std::mutex> lock(mutex);
             up = connectedNow;
-            reason = lastError.isEmpty() ? QString::fromUtf8(mosquitto_strerror(result)) : lastError;
         }
         if (up) {
             delaySeconds = 1;
@@ -153,8 +153,13 @@ void MqttLink::run()
         }
         const bool hung = !up && Clock::now() - attemptStarted > attemptLimit;
         if (result != MOSQ_ERR_SUCCESS || hung) {
+            QString reason = QStringLiteral("no answer");
+            if (result != MOSQ_ERR_SUCCESS) {
+                std::lock_guard<std::mutex> lock(mutex);
+                reason = lastError.isEmpty() ? QString::fromUtf8(mosquitto_strerror(result)) : lastError;
+            }
             mosquitto_disconnect(client);
-            failed(result == MOSQ_ERR_SUCCESS ? QStringLiteral("no answer") : reason, wasUp, delaySeconds);
+            failed(reason, wasUp, delaySeconds);
             attempt = true;
         }
     }
@@ -191,7 +196,7 @@ void MqttLink::farewell()
     if (up && publishing) {
         // A clean goodbye cancels the will, so the offline is said here.
         int mid = -1;
-        publishRetained(settings.topic(QStringLiteral("status")), "offline", &mid);
+        publishRetained(statusTopic, "offline", &mid);
         {
             std::lock_guard<std::mutex> lock(mutex);
             offlineMid = mid;
@@ -223,7 +228,7 @@ void MqttLink::deliver(Channel channel, std::shared_ptr<const std::string> messa
         }
         // While the broker is away only the newest info is kept; the connect sends it.
         if (up)
-            publishRetained(settings.topic(QStringLiteral("info")), stamped(*message));
+            publishRetained(infoTopic, stamped(*message));
         return;
     }
     if (channel != Channel::Live)
@@ -242,10 +247,9 @@ void MqttLink::deliver(Channel channel, std::shared_ptr<const std::string> messa
     }
     // Without the lock: the library calls back into this object while holding locks of its own.
     const std::string payload = stamped(*message);
-    const QByteArray topic = settings.topic(QStringLiteral("live")).toUtf8();
     int mid = 0;
-    const int result = mosquitto_publish(client, &mid, topic.constData(), static_cast<int>(payload.size()),
-                                         payload.data(), 0, false);
+    const int result = mosquitto_publish(client, &mid, liveTopic.constData(),
+                                         static_cast<int>(payload.size()), payload.data(), 0, false);
     std::lock_guard<std::mutex> lock(mutex);
     livePending = false;
     if (result != MOSQ_ERR_SUCCESS) {
@@ -346,10 +350,10 @@ void MqttLink::connected(int result)
     const QByteArray watch = (settings.watch + QStringLiteral("/#")).toUtf8();
     mosquitto_subscribe(client, nullptr, watch.constData(), 1);
     if (publishing) {
-        publishRetained(settings.topic(QStringLiteral("status")), "online");
+        publishRetained(statusTopic, "online");
         // A restarted broker may have lost the retained info: it is said again on every connect.
         if (!info.empty())
-            publishRetained(settings.topic(QStringLiteral("info")), stamped(info));
+            publishRetained(infoTopic, stamped(info));
         if (settings.homeAssistant)
             announceToHomeAssistant();
     }
@@ -357,10 +361,9 @@ void MqttLink::connected(int result)
               QStringLiteral("Connected to the broker at %1:%2").arg(settings.host).arg(settings.port));
 }
 
-void MqttLink::publishRetained(const QString &topic, const std::string &payload, int *mid)
+void MqttLink::publishRetained(const QByteArray &topic, const std::string &payload, int *mid)
 {
-    const QByteArray name = topic.toUtf8();
-    mosquitto_publish(client, mid, name.constData(), static_cast<int>(payload.size()), payload.data(), 1,
+    mosquitto_publish(client, mid, topic.constData(), static_cast<int>(payload.size()), payload.data(), 1,
                       true);
 }
 
@@ -390,7 +393,7 @@ void MqttLink::announceToHomeAssistant()
                            {QStringLiteral("unique_id"), node + QLatin1Char('_') + QLatin1String(sensor.key)},
                            {QStringLiteral("state_topic"), settings.topic(QLatin1String(sensor.topic))},
                            {QStringLiteral("value_template"), QLatin1String(sensor.value)},
-                           {QStringLiteral("availability_topic"), settings.topic(QStringLiteral("status"))},
+                           {QStringLiteral("availability_topic"), QString::fromUtf8(statusTopic)},
                            {QStringLiteral("device"), device}};
         if (sensor.unit)
             config.insert(QStringLiteral("unit_of_measurement"), QLatin1String(sensor.unit));
@@ -398,7 +401,7 @@ void MqttLink::announceToHomeAssistant()
         if (std::strcmp(sensor.topic, "live") == 0)
             config.insert(QStringLiteral("expire_after"), 10);
         publishRetained(
-            QStringLiteral("homeassistant/sensor/%1/%2/config").arg(node, QLatin1String(sensor.key)),
+            QStringLiteral("homeassistant/sensor/%1/%2/config").arg(node, QLatin1String(sensor.key)).toUtf8(),
             QJsonDocument(config).toJson(QJsonDocument::Compact).toStdString());
     }
 }

@@ -60,14 +60,17 @@ private:
     void connected(int result);
     // The hub's message with the time of sending (ms since 1970) as its first key.
     static std::string stamped(const std::string &message);
-    void publishRetained(const QString &topic, const std::string &payload, int *mid = nullptr);
+    void publishRetained(const QByteArray &topic, const std::string &payload, int *mid = nullptr);
     void announceToHomeAssistant();
     void setBroker(const QString &state, const QString &text);
 
     const MqttSettings settings;
     Team &team;
     mosquitto *client = nullptr;
-    bool publishing = false;
+    // Without a driver the link only watches.
+    const bool publishing;
+    // Made once: the live one is used ten times a second.
+    const QByteArray liveTopic, infoTopic, statusTopic;
 
     std::thread worker;
     // Touched by the worker alone.

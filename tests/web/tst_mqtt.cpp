@@ -2,7 +2,6 @@
 #include "mqttlink.h"
 #include "team.h"
 
-#include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
