@@ -128,12 +128,14 @@ int main(int argc, char *argv[])
     mqtt.insecure = parser.isSet(QStringLiteral("insecure"));
     mqtt.homeAssistant = parser.isSet(QStringLiteral("home-assistant"));
     const QString config = parser.isSet(QStringLiteral("config")) ? option("config") : defaultConfig;
-    QString problem;
+    QString problem, warning;
     if ((parser.isSet(QStringLiteral("config")) || QFileInfo::exists(config)) &&
-        !mqtt.mergeFile(config, &problem)) {
+        !mqtt.mergeFile(config, &problem, &warning)) {
         std::fprintf(stderr, "kvbeacon-web: %s\n", qPrintable(problem));
         return 2;
     }
+    if (!warning.isEmpty())
+        std::fprintf(stderr, "kvbeacon-web: warning: %s\n", qPrintable(warning));
     if (mqtt.enabled() && !mqtt.check(&problem)) {
         std::fprintf(stderr, "kvbeacon-web: %s\n", qPrintable(problem));
         return 2;

@@ -7,7 +7,7 @@
 #include <QHostInfo>
 #include <QUrl>
 
-bool MqttSettings::mergeFile(const QString &path, QString *error)
+bool MqttSettings::mergeFile(const QString &path, QString *error, QString *warning)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
@@ -52,6 +52,15 @@ bool MqttSettings::mergeFile(const QString &path, QString *error)
     take(keyFile, "key");
     insecure = insecure || yes("insecure");
     homeAssistant = homeAssistant || yes("home-assistant");
+#ifndef Q_OS_WIN
+    // Windows reports every readable file as readable by all, so only here can it be told.
+    const bool holdsPassword = !values.value(QStringLiteral("password")).isEmpty() ||
+                               !QUrl(values.value(QStringLiteral("mqtt"))).password().isEmpty();
+    if (warning && holdsPassword && (file.permissions() & (QFileDevice::ReadGroup | QFileDevice::ReadOther)))
+        *warning =
+            QStringLiteral("%1 holds a password that other users can read; chmod 600 %1 keeps it yours")
+                .arg(path);
+#endif
     return true;
 }
 

@@ -35,8 +35,9 @@ struct MqttSettings
     bool enabled() const { return !url.isEmpty(); }
     // Reads a file of key=value lines (mqtt, team, driver, watch, username, password, ca, cert,
     // key, insecure, home-assistant) into the settings not yet set; false with an error if the
-    // file cannot be read or holds a line that is no setting.
-    bool mergeFile(const QString &path, QString *error);
+    // file cannot be read or holds a line that is no setting. A password in a file that others
+    // may read sets warning.
+    bool mergeFile(const QString &path, QString *error, QString *warning = nullptr);
     // Parses the URL and refuses what would be unsafe or cannot work; on success host, port and
     // tls are set, and for plain mqtt:// the host is the checked address itself.
     bool check(QString *error);

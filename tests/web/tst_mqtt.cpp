@@ -222,6 +222,14 @@ void tst_Mqtt::lastWillOfAKilledCompanion()
             .arg(Broker::user, Broker::password, broker.path("ca.crt"))
             .toUtf8());
     config.close();
+    // A password that others can read is pointed out, and no longer once the file is the owner's.
+    QString problem, warning;
+    QVERIFY(config.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup));
+    QVERIFY(MqttSettings().mergeFile(config.fileName(), &problem, &warning));
+    QVERIFY2(warning.contains("other users can read"), qPrintable(warning));
+    QVERIFY(config.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner));
+    warning.clear();
+    QVERIFY(MqttSettings().mergeFile(config.fileName(), &problem, &warning) && warning.isEmpty());
     QProcess web;
     web.start(QStringLiteral(KVB_WEB),
               {"--config", config.fileName(), "--port", "0", "--beacon", "127.0.0.1:1"});
