@@ -8,6 +8,7 @@
 #include <cmath>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <pwd.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <thread>
@@ -90,6 +91,13 @@ std::uint16_t freePort()
         port = ntohs(address.sin_port);
     ::close(fd);
     return port;
+}
+
+std::string mosquittoConfig(std::uint16_t port, bool nodelay)
+{
+    const passwd *user = getpwuid(getuid());
+    return "listener " + std::to_string(port) + " 127.0.0.1\nallow_anonymous true\nlog_dest none\n" +
+           (nodelay ? "set_tcp_nodelay true\n" : "") + "user " + (user ? user->pw_name : "root") + "\n";
 }
 
 long raiseDescriptorLimit()

@@ -3,6 +3,7 @@
 #include <QByteArray>
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 // The parts of the benchmarks that could themselves be wrong, kept small and tested.
@@ -26,6 +27,10 @@ public:
 
 // A loopback port that was free a moment ago.
 std::uint16_t freePort();
+
+// A Mosquitto configuration for a benchmark's broker: anonymous, on loopback at `port`, silent,
+// running as the current user (as root Mosquitto would otherwise drop to its own user).
+std::string mosquittoConfig(std::uint16_t port, bool nodelay);
 
 // Raises the limit of open descriptors as far as the hard limit allows; gives the new limit.
 long raiseDescriptorLimit();

@@ -7,11 +7,14 @@
 #include "simcommands.h"
 #include "wiremessage.h"
 
+#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTemporaryDir>
 
 #include <X11/Xlib.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -207,6 +210,24 @@ QJsonObject documentOf(const QByteArray &frame)
     const int from = frame.indexOf('{'), to = frame.lastIndexOf('}');
     return from < 0 || to < from ? QJsonObject()
                                  : QJsonDocument::fromJson(frame.mid(from, to - from + 1)).object();
+}
+
+// Whether kvbeacon-web on `port` serves a live document whose session time moves.
+bool movingLive(std::uint16_t port)
+{
+    const auto sessionTime = [port] {
+        BlockingClient http;
+        if (!http.connectTo(port) || !http.send("GET /api/live HTTP/1.0\r\n\r\n"))
+            return -1.0;
+        // Until the server closes, or 2 s of silence.
+        QByteArray answer;
+        for (QByteArray piece = http.receive(2000); !piece.isEmpty(); piece = http.receive(2000))
+            answer += piece;
+        return documentOf(answer)["live"].toObject()["SessionTimeSinceStarted"].toDouble(-1);
+    };
+    const double first = sessionTime();
+    sleepMs(500);
+    return first >= 0 && sessionTime() > first;
 }
 
 // The age of the live document's values when they arrive: the stand-in writes its clock into
@@ -526,13 +547,30 @@ void footprint(const Programs &programs, int seconds)
     {
         Figures cpu, resident, anonymous;
         double cpuMean = 0;
+        bool live = true; // for a companion: its documents moved, and it reached its broker
     };
-    auto measure = [&](const std::string &program, bool serverRunning, int span) {
+    // With `companion` (kvbeacon-web and its options) the figures are the companion's, reading
+    // the program that runs beside it; without, the program's own.
+    auto measure = [&](const std::string &program, bool serverRunning, int span,
+                       std::vector<std::string> companion = {}) {
         const std::uint16_t port = benchkit::freePort();
         AppHome home(port, serverRunning, programs.documents);
-        Child app;
+        Child app, web;
+        std::atomic<bool> brokerConnected{false};
         app.start({program}, home.environment(), false);
         sleepMs(3000); // window up, simulator found, server started
+        const std::uint16_t webPort = benchkit::freePort();
+        if (!companion.empty()) {
+            companion.insert(companion.end(), {"--beacon", "127.0.0.1:" + std::to_string(port), "--port",
+                                               std::to_string(webPort)});
+            web.onLine = [&](const std::string &line) {
+                brokerConnected =
+                    brokerConnected || line.find("Connected to the broker") != std::string::npos;
+            };
+            web.start(companion, home.environment(), false);
+            sleepMs(2000);
+        }
+        const pid_t measured = companion.empty() ? app.pid : web.pid;
 
         std::atomic<bool> stop{false};
         std::atomic<long> errors{0};
@@ -559,23 +597,27 @@ void footprint(const Programs &programs, int seconds)
             });
         sleepMs(2000);
         std::vector<double> cpu, resident, anonymous;
-        const double firstCpu = cpuNanoseconds(app.pid);
+        const double firstCpu = cpuNanoseconds(measured);
         double lastCpu = firstCpu;
         const auto started = Clock::now();
         auto lastAt = started;
         for (int s = 1; s <= span; ++s) {
             std::this_thread::sleep_until(started + std::chrono::seconds(s));
             const auto at = Clock::now();
-            const double nowCpu = cpuNanoseconds(app.pid);
+            const double nowCpu = cpuNanoseconds(measured);
             cpu.push_back(100.0 * (nowCpu - lastCpu) /
                           std::chrono::duration<double, std::nano>(at - lastAt).count());
-            const ProcessFigures figures = ProcessFigures::of(app.pid);
+            const ProcessFigures figures = ProcessFigures::of(measured);
             resident.push_back(static_cast<double>(figures.residentKb) / 1024.0);
             anonymous.push_back(static_cast<double>(figures.anonymousKb) / 1024.0);
             lastCpu = nowCpu;
             lastAt = at;
         }
         Sampled result;
+        // A companion that never went live would have been measured idle. Asked before the
+        // clients leave, since a client's leaving pauses kvBeacon's publishing.
+        const bool sharing = std::find(companion.begin(), companion.end(), "--mqtt") != companion.end();
+        result.live = companion.empty() || (movingLive(webPort) && (!sharing || brokerConnected));
         result.cpuMean =
             100.0 * (lastCpu - firstCpu) / std::chrono::duration<double, std::nano>(lastAt - started).count();
         stop = true;
@@ -584,12 +626,31 @@ void footprint(const Programs &programs, int seconds)
         result.cpu = figuresOf(cpu, errors);
         result.resident = figuresOf(resident);
         result.anonymous = figuresOf(anonymous);
+        web.stop();
         app.stop();
         return result;
     };
     const Sampled serving = measure(programs.kvbeacon, true, seconds);
     const Sampled idle = measure(programs.kvbeacon, false, std::min(seconds, 60));
     const Sampled bare = measure(programs.bareWindow, false, std::min(seconds, 60));
+    const Sampled reading = measure(programs.kvbeacon, true, std::min(seconds, 60), {programs.companion});
+    Sampled sharing;
+    QTemporaryDir brokerDir;
+    const std::uint16_t brokerPort = benchkit::freePort();
+    QFile brokerConfig(brokerDir.filePath(QStringLiteral("mosquitto.conf")));
+    Child broker;
+    const bool brokerUp =
+        brokerConfig.open(QIODevice::WriteOnly) &&
+        brokerConfig.write(QByteArray::fromStdString(benchkit::mosquittoConfig(brokerPort, false))) > 0 &&
+        brokerConfig.flush() &&
+        broker.start({"/usr/sbin/mosquitto", "-c", brokerConfig.fileName().toStdString()}, {}, false);
+    if (brokerUp) {
+        sleepMs(500);
+        sharing = measure(programs.kvbeacon, true, std::min(seconds, 60),
+                          {programs.companion, "--mqtt", "mqtt://127.0.0.1:" + std::to_string(brokerPort),
+                           "--team", "bench", "--driver", "ann"});
+        broker.stop();
+    }
     standIn.stop();
 
     std::printf("CPU is the process's time on a core, all its threads (its CPU clock), per second, as a "
@@ -611,6 +672,18 @@ void footprint(const Programs &programs, int seconds)
         "| %.2f | %.2f | %.1f | %.1f | %.1f | %.1f | | |\n",
         bare.cpu.count, bare.cpuMean, bare.cpu.p50, bare.cpu.max, bare.resident.p50, bare.resident.max,
         bare.anonymous.p50, bare.anonymous.max);
+    const auto companionRow = [](const char *what, const Sampled &s) {
+        std::printf("| %s | %ld | %.2f | %.2f | %.2f | %.1f | %.1f | %.1f | %.1f | %s | |\n", what,
+                    s.cpu.count, s.cpuMean, s.cpu.p50, s.cpu.max, s.resident.p50, s.resident.max,
+                    s.anonymous.p50, s.anonymous.max,
+                    s.live ? "" : "not live: no moving documents or no broker");
+    };
+    companionRow("kvbeacon-web's own, beside it, reading kvBeacon ten times a second (no browser)", reading);
+    if (brokerUp)
+        companionRow("kvbeacon-web's own, also sharing the car through a Mosquitto on loopback", sharing);
+    else
+        std::printf("| kvbeacon-web sharing through Mosquitto: skipped, /usr/sbin/mosquitto did not start "
+                    "| | | | | | | | | | |\n");
 }
 
 } // namespace driverfeel

@@ -12,13 +12,15 @@ struct Programs
 {
     std::string kvbeacon, simulator, documents;
     std::string bareWindow; // the footprint's floor: a bare Qt Widgets window
+    std::string companion;  // kvbeacon-web, which runs beside kvBeacon on the same machine
 };
 
 // Press to simulator (idle and under 64 clients asking for 207) and the documents' freshness.
 void pressesAndFreshness(const Programs &programs, bool quick);
 // From process start to the server listening and to the window shown, cold and warm.
 void startUp(const Programs &programs, bool quick);
-// CPU and resident memory beside the stand-in with 4 clients reading both documents at 10 Hz.
+// CPU and resident memory beside the stand-in with 4 clients reading both documents at 10 Hz;
+// then kvbeacon-web's, reading kvBeacon, and sharing the car through a Mosquitto on loopback.
 void footprint(const Programs &programs, int seconds);
 
 } // namespace driverfeel

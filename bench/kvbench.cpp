@@ -475,7 +475,8 @@ int askIds(std::uint16_t port, long count)
 // What a driver feels: presses, freshness, start-up and footprint of the whole program.
 void feel(bool quick)
 {
-    const driverfeel::Programs programs{KVB_KVBEACON, KVB_SIMULATOR, KVB_SAMPLE_DOCUMENTS, KVB_BARE_WINDOW};
+    const driverfeel::Programs programs{KVB_KVBEACON, KVB_SIMULATOR, KVB_SAMPLE_DOCUMENTS, KVB_BARE_WINDOW,
+                                        KVB_COMPANION};
     driverfeel::pressesAndFreshness(programs, quick);
     driverfeel::startUp(programs, quick);
     driverfeel::footprint(programs, quick ? 10 : 600);

@@ -15,7 +15,6 @@
 
 #include <mosquitto.h>
 #include <poll.h>
-#include <pwd.h>
 
 #include <atomic>
 #include <cstdio>
@@ -168,11 +167,7 @@ Rows measure(int cars, int subscribers, int seconds, bool nodelay)
     const std::uint16_t port = benchkit::freePort();
     QFile config(dir.filePath(QStringLiteral("mosquitto.conf")));
     if (!config.open(QIODevice::WriteOnly) ||
-        config.write(QStringLiteral("listener %1 127.0.0.1\nallow_anonymous true\nlog_dest none\n%3user %2\n")
-                         .arg(port)
-                         .arg(QString::fromLocal8Bit(getpwuid(getuid())->pw_name),
-                              QLatin1String(nodelay ? "set_tcp_nodelay true\n" : ""))
-                         .toUtf8()) <= 0)
+        config.write(QByteArray::fromStdString(benchkit::mosquittoConfig(port, nodelay))) <= 0)
         return {};
     config.close();
     Child broker;
