@@ -41,9 +41,17 @@ void BeaconLink::enqueue(Command command)
 {
     {
         std::lock_guard<std::mutex> lock(mutex);
-        commands.push_back(std::move(command));
+        if (commands.size() < maxWaitingPresses) {
+            commands.push_back(std::move(command));
+            wake.notify_one();
+            return;
+        }
     }
-    wake.notify_one();
+    // Answered outside the lock: a viewer's delivery takes locks of its own.
+    if (const std::shared_ptr<Viewer> viewer = command.from.lock())
+        viewer->deliver(Channel::Result,
+                        std::make_shared<const std::string>(command.result(
+                            false, QStringLiteral("kvbeacon-web is busy: too many presses waiting"))));
 }
 
 void BeaconLink::stop()
@@ -203,9 +211,15 @@ void BeaconLink::poll(BeaconClient &client, bool withMacros)
         message.insert(QStringLiteral("macros"), QJsonValue::Null);
         message.insert(QStringLiteral("error"),
                        QStringLiteral("kvBeacon finds no app.ini in the simulator's documents folder"));
+    } else if (const QStringList texts = macros->payload.split(QLatin1Char('|')); texts.size() != 15) {
+        // kvBeacon joins the 15 texts with "|" unescaped: one inside a text shifts every later
+        // button onto the wrong macro, which would send the wrong words in the driver's name.
+        message.insert(QStringLiteral("macros"), QJsonValue::Null);
+        message.insert(QStringLiteral("error"),
+                       QStringLiteral("A chat macro's text in app.ini holds a \"|\", so the macros cannot "
+                                      "be told apart: take it out of the text"));
     } else {
-        message.insert(QStringLiteral("macros"),
-                       QJsonArray::fromStringList(macros->payload.split(QLatin1Char('|'))));
+        message.insert(QStringLiteral("macros"), QJsonArray::fromStringList(texts));
     }
     std::string macrosMessage = compact(message);
     if (macrosMessage != lastMacros) {

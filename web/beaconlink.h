@@ -44,12 +44,15 @@ public:
 
     // How long a closed connection is given to reach kvBeacon before the next connect.
     static constexpr unsigned long closeSettleMs = 150;
+    // Presses waiting to be run; more are answered at once as refused, so that a flood of them
+    // can neither grow memory nor hold the polls up for long.
+    static constexpr std::size_t maxWaitingPresses = 32;
 
     BeaconLink(Hub &hub, const QString &host, quint16 port, Timing timing);
     BeaconLink(Hub &hub, const QString &host, quint16 port) : BeaconLink(hub, host, port, Timing()) {}
     ~BeaconLink() override;
 
-    // Thread-safe; the press runs before the next poll.
+    // Thread-safe; the press runs before the next poll, or is refused when too many wait.
     void enqueue(Command command);
     void stop();
 

@@ -41,7 +41,9 @@ void HttpSession::onRead(beast::error_code error, std::size_t)
         // A request that is no HTTP gets told so; a connection that went away gets nothing.
         if (error.category() == http::make_error_code(http::error::bad_target).category()) {
             http::response<http::string_body> response{http::status::bad_request, 11};
+            response.set(http::field::server, "kvbeacon-web");
             response.set(http::field::content_type, "text/plain; charset=utf-8");
+            response.set(http::field::cache_control, "no-store");
             response.body() = "Bad request: " + error.message() + "\n";
             response.keep_alive(false);
             send(std::move(response));
@@ -66,11 +68,15 @@ void HttpSession::respond(const http::request<http::string_body> &request)
         // The documents change ten times a second and the pages with the program: never cache.
         response.set(http::field::cache_control, "no-store");
         response.keep_alive(request.keep_alive());
-        if (request.method() != http::verb::head)
+        if (status == http::status::method_not_allowed)
+            response.set(http::field::allow, "GET, HEAD");
+        // HEAD tells the length that GET would send; preparing its empty body would say 0.
+        if (request.method() != http::verb::head) {
             response.body() = std::move(body);
-        else
+            response.prepare_payload();
+        } else {
             response.content_length(body.size());
-        response.prepare_payload();
+        }
         send(std::move(response));
     };
     const std::string path = pathOf(request.target());

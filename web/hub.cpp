@@ -5,6 +5,10 @@
 void Hub::attach(const std::shared_ptr<Viewer> &viewer)
 {
     std::lock_guard<std::mutex> lock(mutex);
+    // Viewers gone while nothing was published (no simulator for hours) go here.
+    viewers.erase(std::remove_if(viewers.begin(), viewers.end(),
+                                 [](const std::weak_ptr<Viewer> &weak) { return weak.expired(); }),
+                  viewers.end());
     viewers.push_back(viewer);
     for (Channel channel : {Channel::State, Channel::Info, Channel::Macros, Channel::Live}) {
         const std::shared_ptr<const std::string> &message = newest[static_cast<int>(channel)];

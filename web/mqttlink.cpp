@@ -16,6 +16,8 @@ namespace {
 constexpr int keepAliveSeconds = 20;
 // An attempt that has not been answered by then is given up, as a dropped SYN would hang it.
 constexpr auto attemptLimit = std::chrono::seconds(10);
+// A connection that lasted this long sets the back-off to its start again.
+constexpr auto steadyConnection = std::chrono::seconds(30);
 // Ten a second at the most, with room for the poll's jitter.
 constexpr auto liveSpacing = std::chrono::milliseconds(90);
 
@@ -85,7 +87,14 @@ bool MqttLink::start(QString *error)
             };
             const QByteArray ca = file(settings.caFile), cert = file(settings.certFile),
                              key = file(settings.keyFile);
-            const int result = mosquitto_tls_set(client, ca.isEmpty() ? nullptr : ca.constData(), nullptr,
+            // libmosquitto takes a client certificate only beside a CA file or folder: without a
+            // CA of one's own, that is the system's folder (OpenSSL's SSL_CERT_DIR where set).
+            const QByteArray caFolder =
+                ca.isEmpty()
+                    ? qEnvironmentVariable("SSL_CERT_DIR", QStringLiteral("/etc/ssl/certs")).toLocal8Bit()
+                    : QByteArray();
+            const int result = mosquitto_tls_set(client, ca.isEmpty() ? nullptr : ca.constData(),
+                                                 caFolder.isEmpty() ? nullptr : caFolder.constData(),
                                                  cert.isEmpty() ? nullptr : cert.constData(),
                                                  key.isEmpty() ? nullptr : key.constData(), nullptr);
             if (result != MOSQ_ERR_SUCCESS)
@@ -118,6 +127,7 @@ void MqttLink::run()
     bool first = true;
     bool attempt = true;
     bool wasUp = false;
+    Clock::time_point upSince;
     while (true) {
         {
             std::lock_guard<std::mutex> lock(mutex);
@@ -148,8 +158,13 @@ void MqttLink::run()
             up = connectedNow;
         }
         if (up) {
-            delaySeconds = 1;
+            if (!wasUp)
+                upSince = Clock::now();
             wasUp = true;
+            // Only a connection that holds earns the quick retry: a broker that takes the connect
+            // and then drops it keeps backing off.
+            if (Clock::now() - upSince >= steadyConnection)
+                delaySeconds = 1;
         }
         const bool hung = !up && Clock::now() - attemptStarted > attemptLimit;
         if (result != MOSQ_ERR_SUCCESS || hung) {

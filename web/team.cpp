@@ -3,6 +3,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
+#include <algorithm>
+
 namespace {
 QJsonValue orNull(const QJsonValue &value)
 {
@@ -15,6 +17,8 @@ void Team::take(const QString &topic, const QByteArray &payload, Clock::time_poi
     if (!topic.startsWith(prefix + QLatin1Char('/')))
         return;
     const int slash = topic.lastIndexOf(QLatin1Char('/'));
+    if (slash <= prefix.size()) // <prefix>/live names no car
+        return;
     const QString kind = topic.mid(slash + 1);
     const QString car = topic.mid(prefix.size() + 1, slash - prefix.size() - 1);
     if (car.isEmpty() ||
@@ -24,7 +28,7 @@ void Team::take(const QString &topic, const QByteArray &payload, Clock::time_poi
     if (kind != QLatin1String("status")) {
         message = QJsonDocument::fromJson(payload).object();
         // An empty retained message clears an info; anything else that is no message of ours is noise.
-        if (message.isEmpty() && !(kind == QLatin1String("info") && payload.isEmpty()))
+        if (!message.value(kind).isObject() && !(kind == QLatin1String("info") && payload.isEmpty()))
             return;
     } else if (payload != "online" && payload != "offline") {
         return;
@@ -33,8 +37,19 @@ void Team::take(const QString &topic, const QByteArray &payload, Clock::time_poi
     std::lock_guard<std::mutex> lock(mutex);
     auto found = cars.find(car);
     if (found == cars.end()) {
-        if (cars.size() >= maxCars)
-            return;
+        if (cars.size() >= maxCars) {
+            // A league's broker keeps every car it ever saw (their retained info and status): the
+            // one quiet longest makes room, so that a car driving now is never shut out.
+            const auto quietest =
+                std::min_element(cars.begin(), cars.end(), [](const auto &a, const auto &b) {
+                    return std::make_pair(a.second.hasLive, a.second.lastLive) <
+                           std::make_pair(b.second.hasLive, b.second.lastLive);
+                });
+            if (quietest->second.hasLive &&
+                at - quietest->second.lastLive < std::chrono::milliseconds(staleMs))
+                return;
+            cars.erase(quietest);
+        }
         found = cars.emplace(car, Car()).first;
     }
     Car &entry = found->second;

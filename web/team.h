@@ -17,7 +17,8 @@ public:
     using Clock = std::chrono::steady_clock;
     // A car with no live sample for this long shows as stale, whatever its status says.
     static constexpr int staleMs = 3000;
-    // A league prefix on a busy broker must not grow the table without end.
+    // A league prefix on a busy broker must not grow the table without end; past this many, the
+    // car quiet longest makes room for a new one, but no car that is live.
     static constexpr std::size_t maxCars = 200;
 
     explicit Team(QString prefix) : prefix(std::move(prefix)) {}

@@ -16,9 +16,18 @@ void accept(tcp::acceptor &acceptor, WebContext &context)
                           [&acceptor, &context](beast::error_code error, tcp::socket socket) {
                               if (error == net::error::operation_aborted)
                                   return;
-                              if (!error)
+                              if (!error) {
                                   std::make_shared<HttpSession>(std::move(socket), context)->run();
-                              accept(acceptor, context);
+                                  accept(acceptor, context);
+                                  return;
+                              }
+                              // Out of descriptors, say: asking again at once would only spin.
+                              auto pause = std::make_shared<net::steady_timer>(
+                                  acceptor.get_executor(), std::chrono::milliseconds(100));
+                              pause->async_wait([pause, &acceptor, &context](beast::error_code waited) {
+                                  if (waited != net::error::operation_aborted)
+                                      accept(acceptor, context);
+                              });
                           });
 }
 

@@ -199,13 +199,22 @@ void tst_Mqtt::sharesTheCarAndReadsTheTeam()
         intruder.team.toJson(Team::Clock::now()).find("not authorised") != std::string::npos, 10000);
     QVERIFY(!intruder.link->isConnected());
     QVERIFY(watcher.of("kvbeacon/red/eve/status").isEmpty());
-    // A client certificate in place of a password.
+    // A client certificate in place of a password, the broker's CA known to the system alone.
+    QTemporaryDir systemCas;
+    QProcess hash;
+    hash.start(QStringLiteral("openssl"), {"x509", "-hash", "-noout", "-in", broker.path("ca.crt")});
+    QVERIFY(hash.waitForFinished());
+    const QString hashName = QString::fromLatin1(hash.readAllStandardOutput().trimmed()) + ".0";
+    QVERIFY(QFile::copy(broker.path("ca.crt"), systemCas.filePath(hashName)));
+    qputenv("SSL_CERT_DIR", systemCas.path().toLocal8Bit());
     Car certified(broker, "dee", [&](MqttSettings &settings) {
+        settings.caFile.clear();
         settings.url = QStringLiteral("mqtts://localhost:%1").arg(broker.certificatePort);
         settings.certFile = broker.path("client.crt");
         settings.keyFile = broker.path("client.key");
     });
     QTRY_COMPARE_WITH_TIMEOUT(watcher.last("kvbeacon/red/dee/status"), QByteArray("online"), 10000);
+    qunsetenv("SSL_CERT_DIR");
 }
 
 void tst_Mqtt::lastWillOfAKilledCompanion()
@@ -288,6 +297,8 @@ void tst_Mqtt::teamTableAgesAndStates()
     team.take("kvbeacon/red/bob/live", "{broken", start);
     team.take("kvbeacon/red/bob/telemetry", live, start);
     team.take("kvbeacon/red/bob/status", "maybe", start);
+    team.take("kvbeacon/red/bob/live", R"({"live":3})", start);
+    team.take("kvbeacon/red/live", live, start);
 
     const auto table = [&](int ms) {
         QMap<QString, QJsonObject> rows;
@@ -312,6 +323,9 @@ void tst_Mqtt::teamTableAgesAndStates()
     for (int i = 0; i < 250; ++i)
         team.take(QStringLiteral("kvbeacon/red/car%1/live").arg(i), live, start);
     QCOMPARE(table(0).size(), int(Team::maxCars));
+    // A car that starts driving once the others have gone quiet still gets a row.
+    team.take("kvbeacon/red/zed/live", live, start + std::chrono::milliseconds(Team::staleMs));
+    QVERIFY(table(Team::staleMs).contains("zed") && table(Team::staleMs).size() == int(Team::maxCars));
 }
 
 QTEST_GUILESS_MAIN(tst_Mqtt)

@@ -139,6 +139,7 @@ struct HttpReply
     int status = 0;
     QByteArray contentType;
     QByteArray body;
+    QByteArray length, allow;
 };
 
 HttpReply fetch(const QUrl &url, const QByteArray &verb = "GET")
@@ -149,7 +150,8 @@ HttpReply fetch(const QUrl &url, const QByteArray &verb = "GET")
     QSignalSpy done(reply.get(), &QNetworkReply::finished);
     done.wait(5000);
     return {reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(),
-            reply->header(QNetworkRequest::ContentTypeHeader).toByteArray(), reply->readAll()};
+            reply->header(QNetworkRequest::ContentTypeHeader).toByteArray(), reply->readAll(),
+            reply->rawHeader("Content-Length"), reply->rawHeader("Allow")};
 }
 
 QJsonObject json(const QByteArray &text)
@@ -175,7 +177,7 @@ private slots:
         QStandardPaths::setTestModeEnabled(true);
         qInstallMessageHandler(quietServerLog);
         QVERIFY(documents.isValid());
-        writeAppIni("[Autochat Messages]\nAutoChatStr1=Pitting this lap\nAutoChatStr3=Box,box\n");
+        writeAppIni(appIni);
     }
     void fuelPerLap();
     void pagesAndDocuments();
@@ -191,6 +193,7 @@ private:
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
     }
     QTemporaryDir documents;
+    const QByteArray appIni = "[Autochat Messages]\nAutoChatStr1=Pitting this lap\nAutoChatStr3=Box,box\n";
 };
 
 void tst_Web::fuelPerLap()
@@ -228,9 +231,11 @@ void tst_Web::pagesAndDocuments()
     QCOMPARE(fetch(web.url(QStringLiteral("/kvb.js"))).contentType,
              QByteArray("text/javascript; charset=utf-8"));
     QCOMPARE(fetch(web.url(QStringLiteral("/nothing"))).status, 404);
-    QCOMPARE(fetch(web.url(QStringLiteral("/")), "POST").status, 405);
+    const HttpReply post = fetch(web.url(QStringLiteral("/")), "POST");
+    QVERIFY(post.status == 405 && post.allow == "GET, HEAD");
     const HttpReply head = fetch(web.url(QStringLiteral("/")), "HEAD");
     QVERIFY(head.status == 200 && head.body.isEmpty());
+    QCOMPARE(head.length, QByteArray::number(page.body.size())); // what a GET would bring
 
     // Start values from kvBeacon are not live: the documents answer with the state instead.
     QTRY_COMPARE_WITH_TIMEOUT(
@@ -337,6 +342,27 @@ void tst_Web::pressesAndBadRequests()
     QCOMPARE(browser.last(QStringLiteral("result")).value("ok").toBool(), false);
     QVERIFY(
         browser.last(QStringLiteral("result")).value("error").toString().startsWith("kvBeacon unreachable"));
+
+    // Presses beyond those waiting are refused at once rather than piled up.
+    struct Results : Viewer
+    {
+        QStringList texts;
+        void deliver(Channel, std::shared_ptr<const std::string> message) override
+        {
+            texts << QString::fromStdString(*message);
+        }
+    };
+    Hub idleHub;
+    BeaconLink idle(idleHub, QStringLiteral("127.0.0.1"), 1); // never started: nothing runs its presses
+    const auto refused = std::make_shared<Results>();
+    QString error;
+    for (std::size_t i = 0; i <= BeaconLink::maxWaitingPresses; ++i) {
+        Command press = *Command::fromJson(R"({"macro":1})", &error);
+        press.from = refused;
+        idle.enqueue(press);
+    }
+    QCOMPARE(refused->texts.size(), 1);
+    QVERIFY(refused->texts.at(0).contains("busy"));
 }
 
 void tst_Web::recoversFromEveryLoss()
@@ -396,6 +422,12 @@ void tst_Web::recoversFromEveryLoss()
     QTRY_COMPARE_WITH_TIMEOUT(
         browser.last(QStringLiteral("macros")).value("macros").toArray().at(0).toString(),
         QStringLiteral("Pitting this lap"), 3000);
+    // A "|" inside a text would put every later button on the wrong macro: no buttons then.
+    writeAppIni("[Autochat Messages]\nAutoChatStr1=Pit|box\n");
+    QTRY_VERIFY_WITH_TIMEOUT(
+        browser.last(QStringLiteral("macros")).value("error").toString().contains("\"|\""), 3000);
+    QVERIFY(browser.last(QStringLiteral("macros")).value("macros").isNull());
+    writeAppIni(appIni);
 }
 
 void tst_Web::manyViewersOneStalled()

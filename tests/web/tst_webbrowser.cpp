@@ -7,6 +7,7 @@
 
 #include <QPushButton>
 
+#include <csignal>
 #include <sys/mman.h>
 
 using namespace WindowFixture;
@@ -226,6 +227,12 @@ void tst_WebBrowser::recoversFromEveryLoss()
     QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("no-web"), 8000);
     QVERIFY(startWeb());
     QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 15000);
+    // Messages that pause and flow again (the companion held still for a while): quiet, then
+    // live, though the companion's own state never left live.
+    ::kill(pid_t(web.process.processId()), SIGSTOP);
+    QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("quiet"), 5000);
+    ::kill(pid_t(web.process.processId()), SIGCONT);
+    QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 5000);
     // The chat file gone and back.
     browser.open(url("/buttons"));
     QTRY_VERIFY_WITH_TIMEOUT(

@@ -13,6 +13,7 @@ const Kvb = (() => {
         let delay = 500;
         let lastLive = 0;
         let state = "connecting";
+        let liveText = "";
         const showState = (name, text) => {
             state = name;
             document.body.dataset.state = name;
@@ -27,10 +28,19 @@ const Kvb = (() => {
             socket.onopen = () => { delay = 500; };
             socket.onmessage = (event) => {
                 const message = JSON.parse(event.data);
-                if (message.type === "state")
+                if (message.type === "state") {
+                    // The quiet check counts from here, not from a live message of an earlier spell.
+                    if (message.state === "live") {
+                        liveText = message.text;
+                        lastLive = Date.now();
+                    }
                     showState(message.state, message.text);
-                else if (message.type === "live")
+                } else if (message.type === "live") {
                     lastLive = Date.now();
+                    // Messages flowing again after a pause: live, though kvbeacon-web's state never left it.
+                    if (state === "quiet")
+                        showState("live", liveText);
+                }
                 if (message.type !== "state" && handlers[message.type])
                     handlers[message.type](message);
             };

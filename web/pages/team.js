@@ -30,7 +30,15 @@ function show(team) {
         const row = document.createElement("tr");
         row.dataset.car = car.car;
         row.dataset.state = car.state;
-        for (const text of cells(car)) {
+        // Anyone may publish under a league's prefix: a car whose values make no sense is
+        // shown as such, and the others as usual.
+        let texts;
+        try {
+            texts = cells(car);
+        } catch (error) {
+            texts = [String(car.car), "unreadable"];
+        }
+        for (const text of texts) {
             const cell = document.createElement("td");
             cell.textContent = text;
             row.appendChild(cell);
