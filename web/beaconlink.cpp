@@ -48,10 +48,7 @@ void BeaconLink::enqueue(Command command)
         }
     }
     // Answered outside the lock: a viewer's delivery takes locks of its own.
-    if (const std::shared_ptr<Viewer> viewer = command.from.lock())
-        viewer->deliver(Channel::Result,
-                        std::make_shared<const std::string>(command.result(
-                            false, QStringLiteral("kvbeacon-web is busy: too many presses waiting"))));
+    command.answer(false, QStringLiteral("kvbeacon-web is busy: too many presses waiting"));
 }
 
 void BeaconLink::stop()
@@ -173,8 +170,7 @@ void BeaconLink::runCommands(BeaconClient &client)
         const QString words =
             ok ? (command.kind == Command::Macro ? QStringLiteral("Button ok") : QStringLiteral("KEY OK"))
                : stateText(Unreachable);
-        if (const std::shared_ptr<Viewer> viewer = command.from.lock())
-            viewer->deliver(Channel::Result, std::make_shared<const std::string>(command.result(ok, words)));
+        command.answer(ok, words);
     }
 }
 

@@ -58,3 +58,9 @@ std::string Command::result(bool ok, const QString &replyOrError) const
         object.insert(QStringLiteral("id"), id);
     return QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString();
 }
+
+void Command::answer(bool ok, const QString &replyOrError) const
+{
+    if (const std::shared_ptr<Viewer> viewer = from.lock())
+        viewer->deliver(Channel::Result, std::make_shared<const std::string>(result(ok, replyOrError)));
+}

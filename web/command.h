@@ -22,4 +22,6 @@ struct Command
     static std::optional<Command> fromJson(const std::string &text, QString *error);
     // The answer to this command as a Result message.
     std::string result(bool ok, const QString &replyOrError) const;
+    // Hands that answer to the browser that pressed, if it is still there.
+    void answer(bool ok, const QString &replyOrError) const;
 };
