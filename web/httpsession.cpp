@@ -113,6 +113,10 @@ void HttpSession::respond(const http::request<http::string_body> &request)
                 R"({"type":"team","broker":"off","text":"Team sharing is off: start kvbeacon-web with --mqtt"})");
         return;
     }
+    if (path == "/api/phone" && context.phone) {
+        reply(http::status::ok, "application/json", context.phone->json());
+        return;
+    }
     if (const Pages::Page *page = context.pages.find(path)) {
         reply(http::status::ok, page->contentType, page->body);
         return;

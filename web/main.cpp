@@ -6,34 +6,18 @@
 #include "hub.h"
 #include "mqttlink.h"
 #include "pages.h"
+#include "phoneaddress.h"
+#include "platform.h"
 #include "team.h"
 #include "webserver.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFileInfo>
-#include <QNetworkInterface>
 #include <QStandardPaths>
 
 #include <cstdio>
 #include <memory>
-
-namespace {
-// The addresses a phone on the same network would type: the running interfaces' IPv4 ones.
-QStringList lanAddresses()
-{
-    QStringList addresses;
-    for (const QNetworkInterface &interface : QNetworkInterface::allInterfaces()) {
-        const auto flags = interface.flags();
-        if (!(flags & QNetworkInterface::IsRunning) || (flags & QNetworkInterface::IsLoopBack))
-            continue;
-        for (const QNetworkAddressEntry &entry : interface.addressEntries())
-            if (entry.ip().protocol() == QAbstractSocket::IPv4Protocol)
-                addresses.append(entry.ip().toString());
-    }
-    return addresses;
-}
-} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -77,6 +61,9 @@ int main(int argc, char *argv[])
     parser.addOption(
         {QStringLiteral("home-assistant"),
          QStringLiteral("Announce fuel, position, laps remaining and session to Home Assistant.")});
+    parser.addOption({QStringLiteral("open"),
+                      QStringLiteral("Open the page that shows a phone where to go (/phone) in this PC's "
+                                     "browser once serving.")});
     const QString defaultConfig = QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) +
                                   QStringLiteral("/kvbeacon-web.ini");
     parser.addOption(
@@ -140,6 +127,11 @@ int main(int argc, char *argv[])
         std::fprintf(stderr, "kvbeacon-web: %s\n", qPrintable(problem));
         return 2;
     }
+    if (mqtt.enabled() && mqtt.tls && mqtt.caFile.isEmpty()) {
+        mqtt.systemCaFile = platform::systemCaFile(&problem);
+        if (!problem.isEmpty())
+            std::fprintf(stderr, "kvbeacon-web: warning: %s\n", qPrintable(problem));
+    }
 
     Hub hub;
     const Pages pages;
@@ -162,15 +154,17 @@ int main(int argc, char *argv[])
         std::fprintf(stderr, "kvbeacon-web: cannot listen on port %u: %s\n", port, error.c_str());
         return 1;
     }
+    const PhoneAddress phone(server.port());
+    server.setPhoneAddress(&phone);
     link.start();
     server.start();
 
+    platform::prepareConsole();
     std::printf("kvbeacon-web: reading kvBeacon at %s:%u\n", qPrintable(host), beaconPort);
     std::printf("kvbeacon-web: serving on port %u, on every interface\n", server.port());
-    std::printf("  dashboard  http://localhost:%u/\n", server.port());
-    for (const QString &address : lanAddresses())
-        std::printf("  on a phone http://%s:%u/   (buttons: /buttons, overlay: /overlay)\n",
-                    qPrintable(address), server.port());
+    std::printf("  dashboard  http://localhost:%u/   (buttons: /buttons, overlay: /overlay)\n",
+                server.port());
+    std::printf("%s", phone.consoleText().toUtf8().constData());
     if (broker) {
         if (mqtt.driver.isEmpty())
             std::printf("kvbeacon-web: watching %s/... on the broker (not sharing: no --driver)\n",
@@ -183,6 +177,12 @@ int main(int argc, char *argv[])
     std::printf("Anyone who reaches this port can run the driver's chat macros and press keys in the\n"
                 "simulator: keep it on a trusted network.\n");
     std::fflush(stdout);
+    if (parser.isSet(QStringLiteral("open"))) {
+        const QString page = QStringLiteral("http://localhost:%1/phone").arg(server.port());
+        if (!platform::openInBrowser(page))
+            std::printf("kvbeacon-web: no browser could be opened: open %s yourself\n", qPrintable(page));
+        std::fflush(stdout);
+    }
 
     const int status = app.exec();
     // The link first: it hands messages to sessions that the server owns.

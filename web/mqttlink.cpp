@@ -79,14 +79,14 @@ bool MqttLink::start(QString *error)
             return refuse("the broker's user name", result);
     }
     if (settings.tls) {
-        if (settings.caFile.isEmpty())
+        const QString caFile = settings.caFile.isEmpty() ? settings.systemCaFile : settings.caFile;
+        if (caFile.isEmpty())
             mosquitto_int_option(client, MOSQ_OPT_TLS_USE_OS_CERTS, 1);
-        if (!settings.caFile.isEmpty() || !settings.certFile.isEmpty()) {
+        if (!caFile.isEmpty() || !settings.certFile.isEmpty()) {
             const auto file = [](const QString &path) {
                 return path.isEmpty() ? QByteArray() : path.toLocal8Bit();
             };
-            const QByteArray ca = file(settings.caFile), cert = file(settings.certFile),
-                             key = file(settings.keyFile);
+            const QByteArray ca = file(caFile), cert = file(settings.certFile), key = file(settings.keyFile);
             // libmosquitto takes a client certificate only beside a CA file or folder: without a
             // CA of one's own, that is the system's folder (OpenSSL's SSL_CERT_DIR where set).
             const QByteArray caFolder =

@@ -22,6 +22,9 @@ struct MqttSettings
     QString caFile;
     QString certFile;
     QString keyFile;
+    // The system's certificate authorities as a file, where OpenSSL cannot find them itself
+    // (Windows' store); taken when no CA of one's own is given.
+    QString systemCaFile;
     bool insecure = false;
     bool homeAssistant = false;
     // The longest wait between two attempts to reach a broker that is away.

@@ -1,9 +1,12 @@
-// The Windows program, whole, under Wine: kvbeacon.exe and kvbeacon-simulator.exe from the
-// unpacked zip (KVB_WINDOWS_DIR), in the Wine prefix and on the X server the caller set up,
-// asked by a client on the Linux side of loopback. KVB_SCREENSHOT names a PNG to write of
-// the window once it shows a live session.
+// The Windows program, whole, under Wine: kvbeacon.exe, kvbeacon-simulator.exe and
+// kvbeacon-web.exe from the unpacked zip (KVB_WINDOWS_DIR), in the Wine prefix and on the X
+// server the caller set up, asked from the Linux side of loopback by a client, by headless
+// Chromium and through a Mosquitto broker. KVB_SCREENSHOT names a PNG to write of the window
+// once it shows a live session.
+#include "broker.h"
 #include "programoutput.h"
 #include "serverfixture.h"
+#include "webdriver.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -24,6 +27,7 @@ class tst_WindowsProgram : public QObject
     Q_OBJECT
 private slots:
     void wholeProgram();
+    void phoneDashboardAndTeam();
     void cleanupTestCase();
 
 private:
@@ -38,7 +42,7 @@ private:
     QString dir = qEnvironmentVariable("KVB_WINDOWS_DIR");
     quint16 port = 0;
     int id = 100;
-    ProgramOutput simulator, kvbeacon;
+    ProgramOutput simulator, kvbeacon, web;
     BeaconClient client;
 };
 
@@ -137,9 +141,78 @@ void tst_WindowsProgram::wholeProgram()
     QCOMPARE(ask(client, request(205, 7)), request(205, 7, chatTexts));
 }
 
+// kvbeacon-web.exe beside the two: the dashboard in Chromium on the Linux side with values
+// moving, a macro button reaching the stand-in, and the car shared over TLS with a password
+// through a Mosquitto on Linux, until its last will says offline.
+void tst_WindowsProgram::phoneDashboardAndTeam()
+{
+    QVERIFY2(client.isConnected(), "kvBeacon did not come up in wholeProgram");
+    Broker broker;
+    QVERIFY(broker.make() && broker.start());
+    Client watcher(broker);
+    QVERIFY(watcher.subscribe("kvbeacon/wine/ann/#"));
+    QTcpServer probe;
+    QVERIFY(probe.listen(QHostAddress::LocalHost));
+    const quint16 webPort = probe.serverPort();
+    probe.close();
+    web.process.start(QStringLiteral("wine"),
+                      {dir + "/kvbeacon-web.exe", "--port", QString::number(webPort), "--beacon",
+                       QStringLiteral("127.0.0.1:%1").arg(port), "--mqtt", broker.url(), "--mqtt-ca",
+                       run(QStringLiteral("winepath"), {QStringLiteral("-w"), broker.path("ca.crt")}),
+                       "--team", "wine", "--driver", "ann"});
+    QVERIFY2(web.waitFor("kvbeacon/wine/ann", 60000), web.output.constData());
+    // The QR code in block characters, and the address under it.
+    QVERIFY2(web.output.contains("\xe2\x96\x88") && web.output.contains("On a phone on the same network"),
+             web.output.constData());
+
+    WebDriver browser;
+    QVERIFY2(browser.start(), "chromedriver or Chromium did not start");
+    QVERIFY(browser.viewport(390, 844));
+    const QString base = QStringLiteral("http://127.0.0.1:%1").arg(webPort);
+    browser.open(QUrl(base + "/"));
+    QTRY_COMPARE_WITH_TIMEOUT(browser.text("#track"), QStringLiteral("sample_speedway"), 15000);
+    const QString time = browser.text("#time");
+    QTRY_VERIFY_WITH_TIMEOUT(browser.text("#time") != time, 5000);
+
+    const int sent = simulator.count("broadcast msg=8 var1=0 var2=2");
+    browser.open(QUrl(base + "/buttons"));
+    QTRY_VERIFY_WITH_TIMEOUT(
+        browser.run("return document.querySelectorAll('button.macro').length;").toInt() == 5, 10000);
+    QVERIFY(browser.click("button[data-macro='3']"));
+    QTRY_COMPARE_WITH_TIMEOUT(simulator.count("broadcast msg=8 var1=0 var2=2"), sent + 1, 5000);
+
+    // The page the PC's browser opens for the phone draws a code for each address it lists.
+    browser.open(QUrl(base + "/phone"));
+    QTRY_VERIFY_WITH_TIMEOUT(
+        browser.run("return document.querySelectorAll('figure canvas').length;").toInt() ==
+                browser.run("return document.querySelectorAll('.address').length;").toInt() &&
+            browser.text("#codes").contains("http"),
+        5000);
+
+    QTRY_VERIFY_WITH_TIMEOUT(watcher.of("kvbeacon/wine/ann/live").size() >= 5, 10000);
+    const QJsonObject live = QJsonDocument::fromJson(watcher.last("kvbeacon/wine/ann/live")).object();
+    QVERIFY2(live.value("SessionTimeSinceStarted").toDouble() > 0, watcher.last("kvbeacon/wine/ann/live"));
+    QCOMPARE(watcher.last("kvbeacon/wine/ann/status"), QByteArray("online"));
+    Client later(broker);
+    QVERIFY(later.subscribe("kvbeacon/wine/ann/info"));
+    QTRY_VERIFY_WITH_TIMEOUT(!later.of("kvbeacon/wine/ann/info").isEmpty(), 5000);
+    QVERIFY(later.of("kvbeacon/wine/ann/info").first().retained);
+    QVERIFY2(later.last("kvbeacon/wine/ann/info").contains("sample_speedway"),
+             later.last("kvbeacon/wine/ann/info"));
+
+    run(QStringLiteral("wine"),
+        {QStringLiteral("taskkill"), QStringLiteral("/F"), QStringLiteral("/IM"), "kvbeacon-web.exe"});
+    QVERIFY(web.process.waitForFinished(20000));
+    QTRY_COMPARE_WITH_TIMEOUT(watcher.last("kvbeacon/wine/ann/status"), QByteArray("offline"), 15000);
+    broker.stop();
+}
+
 // Also after a failure: nothing is left running in the prefix.
 void tst_WindowsProgram::cleanupTestCase()
 {
+    run(QStringLiteral("wine"),
+        {QStringLiteral("taskkill"), QStringLiteral("/F"), QStringLiteral("/IM"), "kvbeacon-web.exe"});
+    web.process.waitForFinished(10000);
     client.close();
     run(QStringLiteral("wine"), {QStringLiteral("taskkill"), QStringLiteral("/IM"), "kvbeacon.exe"});
     kvbeacon.process.waitForFinished(10000);

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QString>
+
+// What kvbeacon-web asks of the system it runs on; one file a system (platform_posix.cpp,
+// platform_win.cpp).
+namespace platform {
+// A PEM file of the certificate authorities the system trusts, for a broker's certificate when
+// no CA of one's own is given; empty where OpenSSL finds the system's own by itself (Linux).
+QString systemCaFile(QString *problem);
+// Lets the console show the QR code's block characters (UTF-8).
+void prepareConsole();
+// Opens a page in the desktop's default browser.
+bool openInBrowser(const QString &url);
+} // namespace platform
