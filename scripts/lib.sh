@@ -27,9 +27,9 @@ build_tree() {
     cmake --build "$dir" -j2
 }
 
-# What the tests of kvbeacon-web add: Qt's WebSocket client, Chromium with its driver for the
-# pages in a real browser, and a Mosquitto broker with openssl to make its certificates.
-KVB_WEB_TEST_PACKAGES=(libqt5websockets5-dev chromium chromium-driver mosquitto openssl zbar-tools)
+# What the tests of kvbeacon-web add: Chromium with its driver for the pages in a real browser,
+# a Mosquitto broker with openssl to make its certificates, and ZBar to read QR codes back.
+KVB_WEB_TEST_PACKAGES=(chromium chromium-driver mosquitto openssl zbar-tools)
 
 # The X server packages for running the window on a machine without a display.
 KVB_X_PACKAGES=(xvfb xauth)

@@ -6,6 +6,7 @@
 #include "pages.h"
 #include "processfigures.h"
 #include "webserver.h"
+#include "websocketclient.h"
 #include "websocketsession.h"
 
 #include <QJsonArray>
@@ -15,7 +16,6 @@
 #include <QNetworkReply>
 #include <QSignalSpy>
 #include <QTcpSocket>
-#include <QWebSocket>
 #include <QtTest>
 
 #include <memory>
@@ -67,6 +67,8 @@ struct Companion
         std::string error;
         if (!server.listen(0, &error))
             qFatal("no port for the companion: %s", error.c_str());
+        phone = std::make_unique<PhoneAddress>(server.port(), QStringList{QStringLiteral("192.0.2.7")});
+        server.setPhoneAddress(phone.get());
         link.start();
         server.start();
     }
@@ -94,20 +96,20 @@ struct Companion
     const Pages pages;
     BeaconLink link;
     WebServer server;
+    std::unique_ptr<PhoneAddress> phone;
 };
 
 // A browser's WebSocket: its messages kept in order of arrival, or only counted.
 struct Socket
 {
     explicit Socket(const QUrl &url, bool keep = true)
+        : socket(url, [this, keep](const QByteArray &text) {
+              const QJsonObject message = QJsonDocument::fromJson(text).object();
+              ++counts[message.value(QLatin1String("type")).toString()];
+              if (keep)
+                  messages.append(message);
+          })
     {
-        QObject::connect(&socket, &QWebSocket::textMessageReceived, [this, keep](const QString &text) {
-            const QJsonObject message = QJsonDocument::fromJson(text.toUtf8()).object();
-            ++counts[message.value(QLatin1String("type")).toString()];
-            if (keep)
-                messages.append(message);
-        });
-        socket.open(url);
     }
     QList<QJsonObject> of(const QString &type) const
     {
@@ -127,11 +129,11 @@ struct Socket
             .value(QLatin1String("SessionTimeSinceStarted"))
             .toDouble();
     }
-    void send(const QByteArray &text) { socket.sendTextMessage(QString::fromUtf8(text)); }
+    void send(const QByteArray &text) { socket.send(text.toStdString()); }
 
-    QWebSocket socket;
     QList<QJsonObject> messages;
     QHash<QString, int> counts;
+    WebSocketClient socket; // last, so gone before what it fills
 };
 
 struct HttpReply
@@ -231,6 +233,14 @@ void tst_Web::pagesAndDocuments()
     QCOMPARE(fetch(web.url(QStringLiteral("/kvb.js"))).contentType,
              QByteArray("text/javascript; charset=utf-8"));
     QCOMPARE(fetch(web.url(QStringLiteral("/nothing"))).status, 404);
+    // The page for the phone, and the addresses with their codes that it draws.
+    QVERIFY(
+        fetch(web.url(QStringLiteral("/phone"))).body.contains("<title>kvBeacon: open this on your phone"));
+    const QJsonArray urls = json(fetch(web.url(QStringLiteral("/api/phone"))).body).value("urls").toArray();
+    QCOMPARE(urls.size(), 1);
+    QCOMPARE(urls.at(0).toObject().value("url").toString(),
+             QStringLiteral("http://192.0.2.7:%1/").arg(web.server.port()));
+    QVERIFY(urls.at(0).toObject().value("qr").toArray().size() >= 21);
     const HttpReply post = fetch(web.url(QStringLiteral("/")), "POST");
     QVERIFY(post.status == 405 && post.allow == "GET, HEAD");
     const HttpReply head = fetch(web.url(QStringLiteral("/")), "HEAD");
