@@ -190,8 +190,11 @@ void tst_WindowsProgram::phoneDashboardAndTeam()
         5000);
 
     QTRY_VERIFY_WITH_TIMEOUT(watcher.of("kvbeacon/wine/ann/live").size() >= 5, 10000);
-    const QJsonObject live = QJsonDocument::fromJson(watcher.last("kvbeacon/wine/ann/live")).object();
-    QVERIFY2(live.value("SessionTimeSinceStarted").toDouble() > 0, watcher.last("kvbeacon/wine/ann/live"));
+    const QJsonObject live =
+        QJsonDocument::fromJson(watcher.last("kvbeacon/wine/ann/live")).object().value("live").toObject();
+    QVERIFY2(live.value("SessionTimeSinceStarted").toDouble() > 0 &&
+                 live.value("FuelLevel").toDouble() == 30.25,
+             watcher.last("kvbeacon/wine/ann/live"));
     QCOMPARE(watcher.last("kvbeacon/wine/ann/status"), QByteArray("online"));
     Client later(broker);
     QVERIFY(later.subscribe("kvbeacon/wine/ann/info"));
