@@ -3,6 +3,7 @@
 #include "appsettings.h"
 #include "documentsfolder.h"
 #include "framereader.h"
+#include "httpguard.h"
 #include "publishedsession.h"
 #include "serverplatform.h"
 #include "wiremessage.h"
@@ -95,6 +96,25 @@ void kvServerThread::run()
 
 void kvServerThread::readyRead()
 {
+    if (webRequest)
+        return;
+    if (checkingFirstBytes) {
+        switch (HttpGuard::firstBytes(socket->peek(HttpGuard::longestLine))) {
+        case HttpGuard::Verdict::Undecided:
+            return;
+        case HttpGuard::Verdict::Http:
+            webRequest = true;
+            emit sigDebugString(
+                QStringLiteral("(Server) - Closed a connection that sent a web request (HTTP) ID:%1")
+                    .arg(socketDescriptor),
+                0);
+            socket->disconnectFromHost();
+            return;
+        case HttpGuard::Verdict::NotHttp:
+            checkingFirstBytes = false;
+            break;
+        }
+    }
     SocketSource source(socket, stopping);
     const FrameReader::Result result = FrameReader::read(source);
     switch (result.outcome) {

@@ -22,6 +22,8 @@ private slots:
     void replies();
     void chatTextsFollowTheFolder();
     void burstBeyondQtsQueue();
+    void webRequestsAreClosed_data();
+    void webRequestsAreClosed();
 };
 
 // A client's id is its connection's descriptor, and each has its own.
@@ -150,6 +152,62 @@ void tst_kvServer::burstBeyondQtsQueue()
                              [](const auto &c) { return c->state() == QAbstractSocket::ConnectedState; });
     };
     QTRY_COMPARE_WITH_TIMEOUT(connected(), 120, 10000);
+}
+
+// A page in a browser can send kvBeacon's port an HTTP request with a frame in its path or body:
+// such a connection is closed unread, while a client's junk before a frame is still skipped.
+void tst_kvServer::webRequestsAreClosed_data()
+{
+    QTest::addColumn<QByteArrayList>("pieces");
+    QTest::addColumn<bool>("closed");
+    const QByteArray frame("@000013;206;000001;3;");
+    const QByteArray post = "POST / HTTP/1.1\r\nHost: 127.0.0.1:47812\r\nContent-Type: text/plain\r\n"
+                            "Content-Length: 21\r\n\r\n" +
+                            frame;
+    QByteArrayList bytes;
+    for (const char c : post)
+        bytes.append(QByteArray(1, c));
+    QTest::newRow("a frame in a POST's body") << QByteArrayList{post} << true;
+    QTest::newRow("the same a byte at a time") << bytes << true;
+    QTest::newRow("a frame in the path") << QByteArrayList{"GET /" + frame + " HTTP/1.1\r\n\r\n"} << true;
+    QTest::newRow("a path too long to wait for")
+        << QByteArrayList{"GET /" + QByteArray(9000, 'a') + frame} << true;
+    QTest::newRow("a client's frame") << QByteArrayList{frame} << false;
+    QTest::newRow("junk, then a frame") << QByteArrayList{"junk" + frame} << false;
+    QTest::newRow("a word and a space, then a frame") << QByteArrayList{"hello ", frame} << false;
+    QTest::newRow("a line, then a frame") << QByteArrayList{"HELLO THERE\n" + frame} << false;
+}
+
+void tst_kvServer::webRequestsAreClosed()
+{
+    QFETCH(QByteArrayList, pieces);
+    QFETCH(bool, closed);
+    ServerWithClient f;
+    QSignalSpy macros(&f.server, &kvServer::sigButtonChatClicked);
+    QTcpSocket page;
+    page.connectToHost(QHostAddress::LocalHost, f.server.serverPort());
+    QVERIFY(page.waitForConnected(3000));
+    // Pieces one by one, while the server still takes them.
+    for (const QByteArray &piece : pieces) {
+        if (page.state() != QAbstractSocket::ConnectedState)
+            break;
+        page.write(piece);
+        page.flush();
+        QTest::qWait(pieces.size() > 1 ? 2 : 0);
+    }
+    if (closed) {
+        QTRY_COMPARE(page.state(), QAbstractSocket::UnconnectedState);
+        QVERIFY(f.logTexts().last().startsWith("(Server) - Client disconnected ID:"));
+        QCOMPARE(
+            f.logTexts().filter("(Server) - Closed a connection that sent a web request (HTTP) ID:").size(),
+            1);
+        QTest::qWait(200);
+        QCOMPARE(macros.count(), 0);
+    } else {
+        QTRY_COMPARE(macros.count(), 1);
+        QCOMPARE(page.state(), QAbstractSocket::ConnectedState);
+        QVERIFY(f.logTexts().filter("web request").isEmpty());
+    }
 }
 
 QTEST_MAIN(tst_kvServer)
