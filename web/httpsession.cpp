@@ -7,7 +7,19 @@
 namespace {
 // A request needs no body: anything larger is no browser of ours.
 constexpr std::size_t bodyLimit = 16 * 1024;
-constexpr auto readTimeLimit = std::chrono::seconds(30);
+// A browser sends its first request at once and the next while a page loads: a connection that
+// keeps quiet longer gives its place to others.
+constexpr auto firstRequestLimit = std::chrono::seconds(10);
+constexpr auto keepAliveLimit = std::chrono::seconds(5);
+
+// Every answer: no guessing of types by the browser; pages only framed by pages of this server.
+template <class Response> void secure(Response &response, beast::string_view contentType)
+{
+    response.set(http::field::server, "kvbeacon-web");
+    response.set("X-Content-Type-Options", "nosniff");
+    if (contentType.starts_with("text/html"))
+        response.set("Content-Security-Policy", "frame-ancestors 'self'");
+}
 
 std::string pathOf(beast::string_view target)
 {
@@ -26,7 +38,8 @@ void HttpSession::read()
 {
     parser.emplace();
     parser->body_limit(bodyLimit);
-    stream.expires_after(readTimeLimit);
+    stream.expires_after(first ? firstRequestLimit : keepAliveLimit);
+    first = false;
     http::async_read(stream, buffer, *parser,
                      beast::bind_front_handler(&HttpSession::onRead, shared_from_this()));
 }
@@ -39,31 +52,48 @@ void HttpSession::onRead(beast::error_code error, std::size_t)
     }
     if (error) {
         // A request that is no HTTP gets told so; a connection that went away gets nothing.
-        if (error.category() == http::make_error_code(http::error::bad_target).category()) {
-            http::response<http::string_body> response{http::status::bad_request, 11};
-            response.set(http::field::server, "kvbeacon-web");
-            response.set(http::field::content_type, "text/plain; charset=utf-8");
-            response.set(http::field::cache_control, "no-store");
-            response.body() = "Bad request: " + error.message() + "\n";
-            response.keep_alive(false);
-            send(std::move(response));
-        }
+        if (error.category() == http::make_error_code(http::error::bad_target).category())
+            refuse(http::status::bad_request, ("Bad request: " + error.message() + "\n").c_str(), 11);
         return;
     }
     http::request<http::string_body> request = parser->release();
+    const std::string_view host(request[http::field::host].data(), request[http::field::host].size());
+    if (!context.access->hostAllowed(host)) {
+        refuse(http::status::forbidden, AccessRules::hostRefusal, request.version());
+        return;
+    }
     if (websocket::is_upgrade(request) && pathOf(request.target()) == "/ws") {
+        const beast::string_view origin = request[http::field::origin];
+        if (!context.access->originAllowed(std::string_view(origin.data(), origin.size()), host)) {
+            refuse(http::status::forbidden, AccessRules::originRefusal, request.version());
+            return;
+        }
         stream.expires_never();
-        std::make_shared<WebSocketSession>(stream.release_socket(), context)->run(std::move(request));
+        std::make_shared<WebSocketSession>(stream.release_socket(), context, std::move(ticket))
+            ->run(std::move(request));
         return;
     }
     respond(request);
+}
+
+// A refusal in a plain sentence, and the connection closed after it.
+void HttpSession::refuse(http::status status, const char *why, unsigned version)
+{
+    http::response<http::string_body> response{status, version};
+    secure(response, "text/plain");
+    response.set(http::field::content_type, "text/plain; charset=utf-8");
+    response.set(http::field::cache_control, "no-store");
+    response.body() = why;
+    response.keep_alive(false);
+    response.prepare_payload();
+    send(std::move(response));
 }
 
 void HttpSession::respond(const http::request<http::string_body> &request)
 {
     const auto reply = [&](http::status status, std::string contentType, std::string body) {
         http::response<http::string_body> response{status, request.version()};
-        response.set(http::field::server, "kvbeacon-web");
+        secure(response, contentType);
         response.set(http::field::content_type, contentType);
         // The documents change ten times a second and the pages with the program: never cache.
         response.set(http::field::cache_control, "no-store");

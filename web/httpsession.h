@@ -11,7 +11,10 @@
 class HttpSession : public std::enable_shared_from_this<HttpSession>
 {
 public:
-    HttpSession(tcp::socket &&socket, WebContext &context) : stream(std::move(socket)), context(context) {}
+    HttpSession(tcp::socket &&socket, WebContext &context, std::unique_ptr<ConnectionLimits::Ticket> ticket)
+        : stream(std::move(socket)), context(context), ticket(std::move(ticket))
+    {
+    }
     void run();
 
 private:
@@ -19,9 +22,12 @@ private:
     void onRead(beast::error_code error, std::size_t);
     void respond(const http::request<http::string_body> &request);
     void send(http::response<http::string_body> &&response);
+    void refuse(http::status status, const char *why, unsigned version);
 
     beast::tcp_stream stream;
     beast::flat_buffer buffer;
     std::optional<http::request_parser<http::string_body>> parser;
     WebContext &context;
+    std::unique_ptr<ConnectionLimits::Ticket> ticket;
+    bool first = true;
 };

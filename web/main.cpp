@@ -61,6 +61,10 @@ int main(int argc, char *argv[])
     parser.addOption(
         {QStringLiteral("home-assistant"),
          QStringLiteral("Announce fuel, position, laps remaining and session to Home Assistant.")});
+    parser.addOption({QStringLiteral("allow-host"),
+                      QStringLiteral("Also answer requests that name this server by NAME (a name of your own "
+                                     "that points to this PC); may be given more than once."),
+                      QStringLiteral("name")});
     parser.addOption({QStringLiteral("open"),
                       QStringLiteral("Open the page that shows a phone where to go (/phone) in this PC's "
                                      "browser once serving.")});
@@ -147,8 +151,11 @@ int main(int argc, char *argv[])
         }
         hub.attach(broker);
     }
-    WebServer server(
-        WebContext{hub, pages, [&link](Command command) { link.enqueue(std::move(command)); }, team.get()});
+    platform::raiseFileLimit();
+    WebContext context{hub, pages, [&link](Command command) { link.enqueue(std::move(command)); },
+                       team.get()};
+    context.access = std::make_shared<const AccessRules>(parser.values(QStringLiteral("allow-host")));
+    WebServer server(std::move(context));
     std::string error;
     if (!server.listen(static_cast<unsigned short>(port), &error)) {
         std::fprintf(stderr, "kvbeacon-web: cannot listen on port %u: %s\n", port, error.c_str());

@@ -72,7 +72,7 @@ bool MqttSettings::check(QString *error)
         (scheme != QLatin1String("mqtt") && scheme != QLatin1String("mqtts"))) {
         *error = QStringLiteral("--mqtt wants mqtt://host[:port] or mqtts://[user:password@]host[:port], "
                                 "not \"%1\"")
-                     .arg(url);
+                     .arg(redacted(url));
         return false;
     }
     if (!isTopicLevel(team)) {
@@ -132,6 +132,13 @@ bool MqttSettings::check(QString *error)
     }
     host = address.toString();
     return true;
+}
+
+QString MqttSettings::redacted(const QString &url)
+{
+    const int start = url.indexOf(QLatin1String("://"));
+    const int end = url.lastIndexOf(QLatin1Char('@'));
+    return start >= 0 && end > start ? url.left(start + 3) + QStringLiteral("***") + url.mid(end) : url;
 }
 
 QString MqttSettings::topic(const QString &kind) const

@@ -36,6 +36,8 @@ struct MqttSettings
     int port = 0;
 
     bool enabled() const { return !url.isEmpty(); }
+    // The URL as it may be shown: whatever stands before an "@" (user and password) masked.
+    static QString redacted(const QString &url);
     // Reads a file of key=value lines (mqtt, team, driver, watch, username, password, ca, cert,
     // key, insecure, home-assistant) into the settings not yet set; false with an error if the
     // file cannot be read or holds a line that is no setting. A password in a file that others

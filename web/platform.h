@@ -12,4 +12,7 @@ QString systemCaFile(QString *problem);
 void prepareConsole();
 // Opens a page in the desktop's default browser.
 bool openInBrowser(const QString &url);
+// As many open connections as the system lets this process have: the soft limit on open files
+// raised to the hard one. Returns the limit now in force, or 0 where there is none to raise.
+long raiseFileLimit();
 } // namespace platform

@@ -2,6 +2,8 @@
 
 #include <QProcess>
 
+#include <sys/resource.h>
+
 QString platform::systemCaFile(QString *)
 {
     return QString();
@@ -12,4 +14,17 @@ void platform::prepareConsole() {}
 bool platform::openInBrowser(const QString &url)
 {
     return QProcess::startDetached(QStringLiteral("xdg-open"), {url});
+}
+
+long platform::raiseFileLimit()
+{
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return 0;
+    if (limit.rlim_cur < limit.rlim_max) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+        getrlimit(RLIMIT_NOFILE, &limit);
+    }
+    return limit.rlim_cur == RLIM_INFINITY ? -1 : long(limit.rlim_cur);
 }

@@ -60,3 +60,9 @@ bool platform::openInBrowser(const QString &url)
         nullptr, L"open", reinterpret_cast<const wchar_t *>(url.utf16()), nullptr, nullptr, SW_SHOWNORMAL));
     return result > 32;
 }
+
+// Winsock's sockets are no C runtime files and have no such limit.
+long platform::raiseFileLimit()
+{
+    return 0;
+}

@@ -1,15 +1,20 @@
 #pragma once
 
+#include "accessrules.h"
 #include "command.h"
+#include "connectionlimits.h"
 #include "hub.h"
 #include "pages.h"
 #include "phoneaddress.h"
+#include "pressrate.h"
 #include "team.h"
 
 #include <functional>
+#include <memory>
 
 // What every session of the web server shares: the fan-out, the pages, where presses go, and
-// the team table when team sharing is on, the addresses for a phone.
+// the team table when team sharing is on, the addresses for a phone; who may ask, and how
+// much.
 struct WebContext
 {
     Hub &hub;
@@ -17,4 +22,7 @@ struct WebContext
     std::function<void(Command)> commands;
     const Team *team = nullptr;
     const PhoneAddress *phone = nullptr;
+    std::shared_ptr<const AccessRules> access = std::make_shared<const AccessRules>();
+    std::shared_ptr<ConnectionLimits> connections = std::make_shared<ConnectionLimits>();
+    std::shared_ptr<PressRate> pressRate = std::make_shared<PressRate>(true);
 };

@@ -12,23 +12,30 @@ struct WebServer::Io
 namespace {
 void accept(tcp::acceptor &acceptor, WebContext &context)
 {
-    acceptor.async_accept(net::make_strand(acceptor.get_executor()),
-                          [&acceptor, &context](beast::error_code error, tcp::socket socket) {
-                              if (error == net::error::operation_aborted)
-                                  return;
-                              if (!error) {
-                                  std::make_shared<HttpSession>(std::move(socket), context)->run();
-                                  accept(acceptor, context);
-                                  return;
-                              }
-                              // Out of descriptors, say: asking again at once would only spin.
-                              auto pause = std::make_shared<net::steady_timer>(
-                                  acceptor.get_executor(), std::chrono::milliseconds(100));
-                              pause->async_wait([pause, &acceptor, &context](beast::error_code waited) {
-                                  if (waited != net::error::operation_aborted)
-                                      accept(acceptor, context);
-                              });
-                          });
+    acceptor.async_accept(
+        net::make_strand(acceptor.get_executor()),
+        [&acceptor, &context](beast::error_code error, tcp::socket socket) {
+            if (error == net::error::operation_aborted)
+                return;
+            if (!error) {
+                // One too many is closed at once, unread.
+                beast::error_code ignored;
+                net::ip::address from = socket.remote_endpoint(ignored).address();
+                if (from.is_v6() && from.to_v6().is_v4_mapped())
+                    from = net::ip::make_address_v4(net::ip::v4_mapped, from.to_v6());
+                if (auto ticket = context.connections->admit(from.to_string()))
+                    std::make_shared<HttpSession>(std::move(socket), context, std::move(ticket))->run();
+                accept(acceptor, context);
+                return;
+            }
+            // Out of descriptors, say: asking again at once would only spin.
+            auto pause =
+                std::make_shared<net::steady_timer>(acceptor.get_executor(), std::chrono::milliseconds(100));
+            pause->async_wait([pause, &acceptor, &context](beast::error_code waited) {
+                if (waited != net::error::operation_aborted)
+                    accept(acceptor, context);
+            });
+        });
 }
 
 bool open(tcp::acceptor &acceptor, const tcp::endpoint &endpoint, beast::error_code &error)

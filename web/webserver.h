@@ -17,6 +17,8 @@ public:
     // False, and `error` in words, when the port cannot be had. Port 0 takes a free one.
     bool listen(unsigned short port, std::string *error);
     unsigned short port() const;
+    // The connections held now, HTTP and WebSocket.
+    int openConnections() const { return context.connections->open(); }
     // The page that shows a phone where to go, known once the port is: before start().
     void setPhoneAddress(const PhoneAddress *phone) { context.phone = phone; }
     void start();

@@ -12,8 +12,10 @@ void WebSocketSession::run(http::request<http::string_body> request)
     timeouts.idle_timeout = std::chrono::seconds(idleSeconds);
     timeouts.keep_alive_pings = true;
     ws.set_option(timeouts);
-    ws.set_option(websocket::stream_base::decorator(
-        [](websocket::response_type &response) { response.set(http::field::server, "kvbeacon-web"); }));
+    ws.set_option(websocket::stream_base::decorator([](websocket::response_type &response) {
+        response.set(http::field::server, "kvbeacon-web");
+        response.set("X-Content-Type-Options", "nosniff");
+    }));
     // A press is a few bytes; a larger message is no browser of ours.
     ws.read_message_max(4096);
     // A small send buffer lets a stalled browser's socket fill within seconds, from when on
@@ -108,7 +110,11 @@ void WebSocketSession::onRead(beast::error_code error, std::size_t)
     QString problem;
     if (std::optional<Command> command = Command::fromJson(text, &problem)) {
         command->from = weak_from_this();
-        context.commands(std::move(*command));
+        const PressRate::Clock::time_point now = PressRate::Clock::now();
+        if (pressRate.take(command->kind, now) && context.pressRate->take(command->kind, now))
+            context.commands(std::move(*command));
+        else
+            command->answer(false, QStringLiteral("too fast"));
     } else {
         const QJsonObject reply{{QStringLiteral("type"), QStringLiteral("error")},
                                 {QStringLiteral("error"), problem}};

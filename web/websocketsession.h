@@ -19,7 +19,11 @@ public:
     // A browser that answers no ping for this long is gone (a phone put to sleep).
     static constexpr int idleSeconds = 20;
 
-    WebSocketSession(tcp::socket &&socket, WebContext &context) : ws(std::move(socket)), context(context) {}
+    WebSocketSession(tcp::socket &&socket, WebContext &context,
+                     std::unique_ptr<ConnectionLimits::Ticket> ticket)
+        : ws(std::move(socket)), context(context), ticket(std::move(ticket))
+    {
+    }
     void run(http::request<http::string_body> request);
     void deliver(Channel channel, std::shared_ptr<const std::string> message) override;
 
@@ -32,6 +36,8 @@ private:
 
     websocket::stream<beast::tcp_stream> ws;
     WebContext &context;
+    std::unique_ptr<ConnectionLimits::Ticket> ticket;
+    PressRate pressRate;
     beast::flat_buffer buffer;
     // Unsent messages by kind (Result aside); the one being written is kept alive here too.
     std::array<std::shared_ptr<const std::string>, 4> waiting;

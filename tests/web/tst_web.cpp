@@ -4,6 +4,7 @@
 #include "fuelestimate.h"
 #include "kvserver.h"
 #include "pages.h"
+#include "platform.h"
 #include "processfigures.h"
 #include "webserver.h"
 #include "websocketclient.h"
@@ -19,6 +20,7 @@
 #include <QtTest>
 
 #include <memory>
+#include <numeric>
 
 namespace {
 const QString loopback = QStringLiteral("127.0.0.1");
@@ -60,9 +62,8 @@ struct Beacon
 // The companion in this process, on a free port, polling kvBeacon at the given port.
 struct Companion
 {
-    explicit Companion(quint16 beaconPort)
-        : link(hub, loopback, beaconPort, timing()),
-          server(WebContext{hub, pages, [this](Command command) { link.enqueue(std::move(command)); }})
+    explicit Companion(quint16 beaconPort, int perAddress = ConnectionLimits::defaultPerAddress)
+        : link(hub, loopback, beaconPort, timing()), server(context(perAddress))
     {
         std::string error;
         if (!server.listen(0, &error))
@@ -77,6 +78,12 @@ struct Companion
         link.stop();
         link.wait();
         server.stop();
+    }
+    WebContext context(int perAddress)
+    {
+        WebContext context{hub, pages, [this](Command command) { link.enqueue(std::move(command)); }};
+        context.connections = std::make_shared<ConnectionLimits>(ConnectionLimits::defaultTotal, perAddress);
+        return context;
     }
     static BeaconLink::Timing timing()
     {
@@ -156,6 +163,24 @@ HttpReply fetch(const QUrl &url, const QByteArray &verb = "GET")
             reply->rawHeader("Content-Length"), reply->rawHeader("Allow")};
 }
 
+// What the server sends back to `request`, sent as it stands, until it closes or `ms` pass.
+QByteArray raw(quint16 port, const QByteArray &request, int ms = 3000)
+{
+    QTcpSocket socket;
+    socket.connectToHost(QHostAddress::LocalHost, port);
+    if (!socket.waitForConnected(3000))
+        return "(no connection)";
+    socket.write(request);
+    QByteArray answer;
+    QElapsedTimer clock;
+    clock.start();
+    while (clock.elapsed() < ms && socket.state() == QAbstractSocket::ConnectedState &&
+           !answer.contains("\r\n\r\n"))
+        if (socket.waitForReadyRead(100))
+            answer += socket.readAll();
+    return answer + socket.readAll();
+}
+
 QJsonObject json(const QByteArray &text)
 {
     return QJsonDocument::fromJson(text).object();
@@ -185,6 +210,9 @@ private slots:
     void pagesAndDocuments();
     void webSocketFeed();
     void pressesAndBadRequests();
+    void refusesHostileRequests();
+    void pressesHaveARate();
+    void boundedConnections();
     void recoversFromEveryLoss();
     void manyViewersOneStalled();
 
@@ -447,7 +475,8 @@ void tst_Web::manyViewersOneStalled()
                             ? qEnvironmentVariableIntValue("KVB_WEB_SOAK_SECONDS")
                             : 60;
     Beacon beacon(documents.path());
-    Companion web(beacon.port);
+    // Fifty browsers from one address: more than a host is let have in a real network.
+    Companion web(beacon.port, 64);
     QTRY_VERIFY_WITH_TIMEOUT(web.hub.isLive(), 5000);
 
     // The stalled browser asks for the upgrade, then reads nothing, into a small buffer.
@@ -488,6 +517,150 @@ void tst_Web::manyViewersOneStalled()
 #ifndef KVB_SANITIZED
     QVERIFY2(memoryAfter - memoryBefore < 10.0, "memory grew with the stalled browser");
 #endif
+}
+
+// What another site's page, a name that points here (DNS rebinding) and a flooding host try.
+void tst_Web::refusesHostileRequests()
+{
+    Beacon beacon(documents.path());
+    Companion web(beacon.port);
+    const quint16 port = web.server.port();
+    const QByteArray here = "127.0.0.1:" + QByteArray::number(port);
+    const QByteArray upgrade = "GET /ws HTTP/1.1\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+                               "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n";
+
+    // A name that is not this machine's is refused whatever it asks; addresses and localhost pass.
+    for (const QByteArray &path : {"/", "/api/live", "/api/macros"}) {
+        const QByteArray refused = raw(port, "GET " + path + " HTTP/1.1\r\nHost: evil.example:47813\r\n\r\n");
+        QVERIFY2(refused.startsWith("HTTP/1.1 403") && refused.contains("--allow-host NAME"),
+                 refused.constData());
+    }
+    QVERIFY(raw(port, "GET / HTTP/1.1\r\nHost: " + here + "\r\n\r\n").startsWith("HTTP/1.1 200"));
+    QVERIFY(raw(port, "GET / HTTP/1.1\r\nHost: LOCALHOST\r\n\r\n").startsWith("HTTP/1.1 200"));
+    QVERIFY(raw(port, "GET / HTTP/1.1\r\nHost: [::1]:80\r\n\r\n").startsWith("HTTP/1.1 200"));
+    QVERIFY(raw(port, "GET /ws HTTP/1.1\r\nHost: rebound.example\r\n\r\n").startsWith("HTTP/1.1 403"));
+    // A name given with --allow-host passes.
+    const AccessRules named({QStringLiteral("Racing-PC.home")});
+    QVERIFY(named.hostAllowed("racing-pc.home:47813") && named.hostAllowed("racing-pc.home.") &&
+            !named.hostAllowed("racing-pc.home.evil.example"));
+
+    // The WebSocket opens for the companion's own pages and for programs (no Origin) only.
+    const QByteArray fromElsewhere =
+        raw(port, upgrade + "Host: " + here + "\r\nOrigin: http://evil.example\r\n\r\n");
+    QVERIFY2(fromElsewhere.startsWith("HTTP/1.1 403") && fromElsewhere.contains("another site"),
+             fromElsewhere.constData());
+    QVERIFY(raw(port, upgrade + "Host: " + here + "\r\nOrigin: null\r\n\r\n").startsWith("HTTP/1.1 403"));
+    QVERIFY(raw(port, upgrade + "Host: " + here + "\r\nOrigin: http://127.0.0.1:1\r\n\r\n")
+                .startsWith("HTTP/1.1 403"));
+    QVERIFY(raw(port, upgrade + "Host: " + here + "\r\nOrigin: http://" + here + "\r\n\r\n")
+                .startsWith("HTTP/1.1 101"));
+    QVERIFY(raw(port, upgrade + "Host: " + here + "\r\n\r\n").startsWith("HTTP/1.1 101"));
+
+    // No type guessing anywhere; pages framed only by the companion's own.
+    const QByteArray page = raw(port, "GET /buttons HTTP/1.1\r\nHost: " + here + "\r\n\r\n");
+    QVERIFY2(page.contains("X-Content-Type-Options: nosniff\r\n") &&
+                 page.contains("Content-Security-Policy: frame-ancestors 'self'\r\n"),
+             page.constData());
+    for (const QByteArray &path : {"/api/state", "/kvb.js", "/nothing"}) {
+        const QByteArray answer = raw(port, "GET " + path + " HTTP/1.1\r\nHost: " + here + "\r\n\r\n");
+        QVERIFY2(answer.contains("X-Content-Type-Options: nosniff\r\n") &&
+                     !answer.contains("Content-Security"),
+                 answer.constData());
+    }
+    QVERIFY(
+        raw(port, "GET / HTTP/1.1\r\nHost: x.example\r\n\r\n").contains("X-Content-Type-Options: nosniff"));
+}
+
+// A page or a script that sends presses without end runs a few, and is told the rest came too
+// fast; a driver's double tap still runs twice.
+void tst_Web::pressesHaveARate()
+{
+    Beacon beacon(documents.path());
+    Companion web(beacon.port);
+    QSignalSpy chats(&beacon.server, &kvServer::sigButtonChatClicked),
+        keys(&beacon.server, &kvServer::sigKeyboardKey);
+    Socket browser(web.url(QStringLiteral("/ws"), "ws"));
+    QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
+
+    browser.send(R"({"macro":1,"id":1})");
+    browser.send(R"({"macro":1,"id":2})");
+    QTRY_COMPARE(browser.of(QStringLiteral("result")).size(), 2);
+    for (const QJsonObject &result : browser.of(QStringLiteral("result")))
+        QVERIFY2(result.value("ok").toBool(), QJsonDocument(result).toJson().constData());
+    QTRY_COMPARE(chats.size(), 2);
+
+    for (int i = 0; i < 200; ++i)
+        browser.send(R"({"macro":4})");
+    QTRY_VERIFY_WITH_TIMEOUT(browser.of(QStringLiteral("result")).size() > 2 + 16, 5000);
+    QTest::qWait(1000);
+    const QList<QJsonObject> results = browser.of(QStringLiteral("result"));
+    int tooFast = 0;
+    for (const QJsonObject &result : results)
+        tooFast += result.value("error").toString() == QLatin1String("too fast");
+    QVERIFY2(tooFast > 0 && chats.size() <= 2 + 1 + 2, qPrintable(QString::number(chats.size())));
+    qInfo("200 macros at once: %d ran, %d answered \"too fast\" (results kept: %d)", int(chats.size()) - 2,
+          tooFast, int(results.size()));
+
+    // The companion's own rate holds across viewers: ten browsers at once run no more than its burst.
+    QTest::qWait(2000);
+    chats.clear();
+    std::vector<std::unique_ptr<Socket>> others;
+    for (int i = 0; i < 10; ++i)
+        others.push_back(std::make_unique<Socket>(web.url(QStringLiteral("/ws"), "ws")));
+    QTRY_VERIFY_WITH_TIMEOUT(std::all_of(others.begin(), others.end(),
+                                         [](const auto &b) { return b->state() == QLatin1String("live"); }),
+                             5000);
+    for (const auto &other : others)
+        for (int i = 0; i < 3; ++i)
+            other->send(R"({"key":"F1"})");
+    QTRY_COMPARE_WITH_TIMEOUT(
+        std::accumulate(others.begin(), others.end(), 0,
+                        [](int sum, const auto &b) { return sum + b->of(QStringLiteral("result")).size(); }),
+        30, 5000);
+    QTest::qWait(500);
+    QVERIFY2(keys.size() >= int(PressRate::companionKeys.burst) && keys.size() <= 15,
+             qPrintable(QString::number(keys.size())));
+}
+
+// Connections are capped from one address and in all, and an idle keep-alive connection goes;
+// a host holding over a thousand connections does not keep a browser out.
+void tst_Web::boundedConnections()
+{
+    platform::raiseFileLimit();
+    Beacon beacon(documents.path());
+    Companion web(beacon.port);
+    const quint16 port = web.server.port();
+    const QByteArray here = "127.0.0.1:" + QByteArray::number(port);
+
+    // Keep-alive: one request answered, then silence, and the server lets go.
+    QTcpSocket idle;
+    idle.connectToHost(QHostAddress::LocalHost, port);
+    QVERIFY(idle.waitForConnected(3000));
+    idle.write("GET /api/state HTTP/1.1\r\nHost: " + here + "\r\n\r\n");
+    QTRY_VERIFY(idle.bytesAvailable() > 0);
+    QTRY_COMPARE_WITH_TIMEOUT(idle.state(), QAbstractSocket::UnconnectedState, 15000);
+
+    // A flooding host on another address of this machine: 1,100 connections, each holding a
+    // request half sent.
+    const int hostile = 1100;
+    std::vector<std::unique_ptr<QTcpSocket>> flood;
+    for (int i = 0; i < hostile; ++i) {
+        auto socket = std::make_unique<QTcpSocket>();
+        socket->bind(QHostAddress(QStringLiteral("127.0.0.2")));
+        socket->connectToHost(QHostAddress::LocalHost, port);
+        flood.push_back(std::move(socket));
+    }
+    for (const auto &socket : flood)
+        if (socket->waitForConnected(3000))
+            socket->write("GET / HTTP/1.1\r\nHost: " + here + "\r\n");
+    QTRY_COMPARE_WITH_TIMEOUT(web.server.openConnections(), ConnectionLimits::defaultPerAddress, 10000);
+    QElapsedTimer clock;
+    clock.start();
+    const QByteArray answer = raw(port, "GET /api/state HTTP/1.1\r\nHost: " + here + "\r\n\r\n", 10000);
+    const qint64 ms = clock.elapsed();
+    QVERIFY2(answer.startsWith("HTTP/1.1 200"), answer.constData());
+    qInfo("%d connections from one host (the server keeps %d of them): a new request answered in %lld ms",
+          hostile, ConnectionLimits::defaultPerAddress, ms);
 }
 
 QTEST_GUILESS_MAIN(tst_Web)
