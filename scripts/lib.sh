@@ -2,7 +2,7 @@
 
 # The Debian packages every build needs.
 KVB_BUILD_PACKAGES=(cmake ninja-build g++ qtbase5-dev qtbase5-dev-tools libx11-dev libx11-xcb-dev libxcb1-dev libxtst-dev
-    libboost-dev libmosquitto-dev libqrencode-dev)
+    libboost-dev libmosquitto-dev libqrencode-dev nlohmann-json3-dev)
 
 # Installs whichever of the given Debian packages are missing.
 ensure_packages() {
@@ -28,8 +28,9 @@ build_tree() {
 }
 
 # What the tests of kvbeacon-web add: Chromium with its driver for the pages in a real browser,
-# a Mosquitto broker with openssl to make its certificates, and ZBar to read QR codes back.
-KVB_WEB_TEST_PACKAGES=(chromium chromium-driver mosquitto openssl zbar-tools)
+# a Mosquitto broker with openssl to make its certificates, ZBar to read QR codes back, and
+# Python's web server for a page of another site.
+KVB_WEB_TEST_PACKAGES=(chromium chromium-driver mosquitto openssl zbar-tools python3)
 
 # The X server packages for running the window on a machine without a display.
 KVB_X_PACKAGES=(xvfb xauth)

@@ -1,18 +1,30 @@
 #include "command.h"
 
 #include "keynames.h"
+#include "untrustedjson.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <cmath>
+
 namespace {
 constexpr int macroCount = 15;
+
+// A JSON number that is a whole number from `low` to `high`; the range is looked at before any
+// conversion, since converting a double beyond int's range is undefined.
+std::optional<int> wholeNumber(const QJsonValue &value, int low, int high)
+{
+    const double number = value.toDouble(-1);
+    if (!value.isDouble() || !(number >= low && number <= high) || number != std::floor(number))
+        return std::nullopt;
+    return static_cast<int>(number);
 }
+} // namespace
 
 std::optional<Command> Command::fromJson(const std::string &text, QString *error)
 {
-    QJsonParseError parseError;
-    const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(text), &parseError);
+    const QJsonDocument document = UntrustedJson::parse(QByteArray::fromStdString(text));
     if (!document.isObject()) {
         *error = QStringLiteral("not a JSON object");
         return std::nullopt;
@@ -23,20 +35,19 @@ std::optional<Command> Command::fromJson(const std::string &text, QString *error
     const QJsonValue macro = object.value(QLatin1String("macro"));
     const QJsonValue key = object.value(QLatin1String("key"));
     if (!macro.isUndefined() && key.isUndefined()) {
-        const double number = macro.toDouble(-1);
-        if (!macro.isDouble() || number != static_cast<int>(number) || number < 1 || number > macroCount) {
+        const std::optional<int> number = wholeNumber(macro, 1, macroCount);
+        if (!number) {
             *error = QStringLiteral("\"macro\" must be a number from 1 to %1").arg(macroCount);
             return std::nullopt;
         }
         command.kind = Macro;
-        command.value = static_cast<int>(number);
+        command.value = *number;
         return command;
     }
     if (!key.isUndefined() && macro.isUndefined()) {
-        const std::optional<int> code = key.isString()   ? KeyNames::code(key.toString())
-                                        : key.isDouble() ? std::optional<int>(key.toInt(-1))
-                                                         : std::nullopt;
-        if (!code || *code < 1 || *code > 254 || (key.isDouble() && key.toDouble() != *code)) {
+        const std::optional<int> code =
+            key.isString() ? KeyNames::code(key.toString()) : wholeNumber(key, 1, 254);
+        if (!code || *code < 1 || *code > 254) {
             *error = QStringLiteral("\"key\" must be a virtual-key code from 1 to 254 or a key name");
             return std::nullopt;
         }

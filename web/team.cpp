@@ -1,5 +1,7 @@
 #include "team.h"
 
+#include "untrustedjson.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -24,9 +26,12 @@ void Team::take(const QString &topic, const QByteArray &payload, Clock::time_poi
     if (car.isEmpty() ||
         (kind != QLatin1String("live") && kind != QLatin1String("info") && kind != QLatin1String("status")))
         return;
+    // A car's messages are a kilobyte or two; anything far larger is no car's.
+    if (payload.size() > maxMessageBytes)
+        return;
     QJsonObject message;
     if (kind != QLatin1String("status")) {
-        message = QJsonDocument::fromJson(payload).object();
+        message = UntrustedJson::parse(payload).object();
         // An empty retained message clears an info; anything else that is no message of ours is noise.
         if (!message.value(kind).isObject() && !(kind == QLatin1String("info") && payload.isEmpty()))
             return;

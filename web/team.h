@@ -20,6 +20,8 @@ public:
     // A league prefix on a busy broker must not grow the table without end; past this many, the
     // car quiet longest makes room for a new one, but no car that is live.
     static constexpr std::size_t maxCars = 200;
+    // A car's live message is about 1 KB and its info half that: larger ones are dropped.
+    static constexpr int maxMessageBytes = 16 * 1024;
 
     explicit Team(QString prefix) : prefix(std::move(prefix)) {}
 

@@ -363,10 +363,12 @@ void tst_Web::pressesAndBadRequests()
     QVERIFY(!results.at(2).contains("id"));
 
     // What is no press gets an error and reaches nobody; the socket stays open.
-    for (const char *bad : {"not json", "[3]", R"({"macro":16})", R"({"macro":0})", R"({"macro":2.5})",
-                            R"({"key":"NOSUCHKEY"})", R"({"key":300})", R"({"macro":1,"key":65})", "{}"})
+    for (const char *bad :
+         {"not json", "[3]", R"({"macro":16})", R"({"macro":0})", R"({"macro":2.5})",
+          R"({"key":"NOSUCHKEY"})", R"({"key":300})", R"({"macro":6e47})", R"({"key":-1e300})",
+          R"({"key":{"a":1},"key":{"b":2}})", R"({"macro":1,"key":65})", "{}"})
         browser.send(bad);
-    QTRY_COMPARE(browser.of(QStringLiteral("error")).size(), 9);
+    QTRY_COMPARE(browser.of(QStringLiteral("error")).size(), 12);
     QVERIFY(browser.last(QStringLiteral("error")).value("error").toString().contains("\"macro\" or \"key\""));
     browser.send(R"({"macro":1})");
     QTRY_COMPARE(chats.size(), 2);
