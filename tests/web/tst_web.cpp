@@ -143,6 +143,17 @@ struct Socket
     WebSocketClient socket; // last, so gone before what it fills
 };
 
+// kvBeacon and the companion with one browser on the WebSocket, and what reaches the simulator.
+struct Pressing
+{
+    explicit Pressing(const QString &documents) : beacon(documents), web(beacon.port) {}
+    Beacon beacon;
+    Companion web;
+    QSignalSpy chats{&beacon.server, &kvServer::sigButtonChatClicked};
+    QSignalSpy keys{&beacon.server, &kvServer::sigKeyboardKey};
+    Socket browser{web.url(QStringLiteral("/ws"), "ws")};
+};
+
 struct HttpReply
 {
     int status = 0;
@@ -342,11 +353,11 @@ void tst_Web::webSocketFeed()
 
 void tst_Web::pressesAndBadRequests()
 {
-    Beacon beacon(documents.path());
-    Companion web(beacon.port);
-    QSignalSpy chats(&beacon.server, &kvServer::sigButtonChatClicked),
-        keys(&beacon.server, &kvServer::sigKeyboardKey);
-    Socket browser(web.url(QStringLiteral("/ws"), "ws"));
+    Pressing f(documents.path());
+    Beacon &beacon = f.beacon;
+    Companion &web = f.web;
+    QSignalSpy &chats = f.chats, &keys = f.keys;
+    Socket &browser = f.browser;
     QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
 
     browser.send(R"({"macro":3,"id":"m3"})");
@@ -577,11 +588,11 @@ void tst_Web::refusesHostileRequests()
 // fast; a driver's double tap still runs twice.
 void tst_Web::pressesHaveARate()
 {
-    Beacon beacon(documents.path());
-    Companion web(beacon.port);
-    QSignalSpy chats(&beacon.server, &kvServer::sigButtonChatClicked),
-        keys(&beacon.server, &kvServer::sigKeyboardKey);
-    Socket browser(web.url(QStringLiteral("/ws"), "ws"));
+    Pressing f(documents.path());
+    Beacon &beacon = f.beacon;
+    Companion &web = f.web;
+    QSignalSpy &chats = f.chats, &keys = f.keys;
+    Socket &browser = f.browser;
     QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
 
     browser.send(R"({"macro":1,"id":1})");
