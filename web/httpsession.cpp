@@ -136,7 +136,7 @@ void HttpSession::respond(const http::request<http::string_body> &request)
     }
     if (path == "/api/team") {
         if (context.team)
-            reply(http::status::ok, "application/json", context.team->toJson(Team::Clock::now()));
+            reply(http::status::ok, "application/json", *context.team->table(Team::Clock::now()));
         else
             reply(
                 http::status::service_unavailable, "application/json",

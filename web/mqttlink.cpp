@@ -331,9 +331,18 @@ void MqttLink::onPublish(mosquitto *, void *self, int mid)
 void MqttLink::onMessage(mosquitto *, void *self, const mosquitto_message *message)
 {
     auto *link = static_cast<MqttLink *>(self);
-    link->team.take(QString::fromUtf8(message->topic),
-                    QByteArray(static_cast<const char *>(message->payload), message->payloadlen),
-                    Clock::now());
+    const QByteArray payload(static_cast<const char *>(message->payload), message->payloadlen);
+    if (link->publishing && link->statusTopic == message->topic && payload != "online") {
+        // Someone else's word on this car: the will of an earlier connection of this driver that
+        // the broker gave up on late, or a second companion's goodbye. While this one is here
+        // the car is online, and the retained status must say so for whoever comes later.
+        std::unique_lock<std::mutex> lock(link->mutex);
+        if (link->connectedNow && !link->stopping) {
+            lock.unlock();
+            link->publishRetained(link->statusTopic, "online");
+        }
+    }
+    link->team.take(QString::fromUtf8(message->topic), payload, Clock::now());
 }
 
 void MqttLink::onLog(mosquitto *, void *self, int level, const char *text)
@@ -364,6 +373,8 @@ void MqttLink::connected(int result)
     }
     const QByteArray watch = (settings.watch + QStringLiteral("/#")).toUtf8();
     mosquitto_subscribe(client, nullptr, watch.constData(), 1);
+    if (publishing && !statusTopic.startsWith(watch.chopped(1)))
+        mosquitto_subscribe(client, nullptr, statusTopic.constData(), 1);
     if (publishing) {
         publishRetained(statusTopic, "online");
         // A restarted broker may have lost the retained info: it is said again on every connect.

@@ -12,6 +12,44 @@ QJsonValue orNull(const QJsonValue &value)
 {
     return value.isUndefined() ? QJsonValue() : value;
 }
+
+QJsonObject numbersOf(const QJsonObject &from, std::initializer_list<const char *> keys)
+{
+    QJsonObject kept;
+    for (const char *key : keys)
+        if (from.value(QLatin1String(key)).isDouble())
+            kept.insert(QLatin1String(key), from.value(QLatin1String(key)));
+    return kept;
+}
+
+// What the page shows of a car's message, and nothing else a stranger may have put in it.
+QJsonObject shown(const QString &kind, const QJsonObject &message)
+{
+    if (message.isEmpty())
+        return {};
+    if (kind == QLatin1String("live")) {
+        QJsonObject kept = numbersOf(message, {"fuelLapsLeft", "fuelPerLap"});
+        kept.insert(QStringLiteral("live"),
+                    numbersOf(message.value(QLatin1String("live")).toObject(),
+                              {"DisplayUnits", "FuelLevel", "FuelLevelPct", "PlayerCarClassPosition",
+                               "PlayerCarPosition", "RaceLaps", "SessionLapsRemain"}));
+        return kept;
+    }
+    const QJsonObject info = message.value(QLatin1String("info")).toObject();
+    QJsonObject texts;
+    for (const char *key : {"SI.SessionType", "WI.Trackname"})
+        if (info.value(QLatin1String(key)).isString())
+            texts.insert(QLatin1String(key),
+                         info.value(QLatin1String(key)).toString().left(Team::maxTextLength));
+    return {{QStringLiteral("info"), texts}};
+}
+
+// kvbeacon/<team>/<driver>: three levels, none empty.
+bool isCar(const QString &prefix, const QString &car)
+{
+    const QStringList levels = (prefix + QLatin1Char('/') + car).split(QLatin1Char('/'));
+    return levels.size() == 3 && !levels.contains(QString());
+}
 } // namespace
 
 void Team::take(const QString &topic, const QByteArray &payload, Clock::time_point at)
@@ -23,7 +61,7 @@ void Team::take(const QString &topic, const QByteArray &payload, Clock::time_poi
         return;
     const QString kind = topic.mid(slash + 1);
     const QString car = topic.mid(prefix.size() + 1, slash - prefix.size() - 1);
-    if (car.isEmpty() ||
+    if (!isCar(prefix, car) || car.size() > maxTextLength ||
         (kind != QLatin1String("live") && kind != QLatin1String("info") && kind != QLatin1String("status")))
         return;
     // A car's messages are a kilobyte or two; anything far larger is no car's.
@@ -35,6 +73,7 @@ void Team::take(const QString &topic, const QByteArray &payload, Clock::time_poi
         // An empty retained message clears an info; anything else that is no message of ours is noise.
         if (!message.value(kind).isObject() && !(kind == QLatin1String("info") && payload.isEmpty()))
             return;
+        message = shown(kind, message);
     } else if (payload != "online" && payload != "offline") {
         return;
     }
@@ -62,10 +101,12 @@ void Team::take(const QString &topic, const QByteArray &payload, Clock::time_poi
         entry.live = message;
         entry.lastLive = at;
         entry.hasLive = true;
+        entry.liveSinceStatus = true;
     } else if (kind == QLatin1String("info")) {
         entry.info = message;
     } else {
         entry.status = QString::fromLatin1(payload);
+        entry.liveSinceStatus = false;
     }
 }
 
@@ -76,14 +117,35 @@ void Team::setBroker(const QString &state, const QString &text)
     brokerText = text;
 }
 
-std::string Team::toJson(Clock::time_point now) const
+std::shared_ptr<const std::string> Team::table(Clock::time_point now) const
 {
+    std::map<QString, Car> copy;
+    QString state, text;
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        if (built && now >= builtAt && now - builtAt < std::chrono::milliseconds(rebuildMs))
+            return built;
+        // The rows are a few small implicitly shared objects each: copied, not built, under the
+        // lock that the MQTT thread waits on.
+        copy = cars;
+        state = brokerState;
+        text = brokerText;
+    }
+    auto table = std::make_shared<const std::string>(build(copy, state, text, now));
     std::lock_guard<std::mutex> lock(mutex);
+    built = table;
+    builtAt = now;
+    return table;
+}
+
+std::string Team::build(const std::map<QString, Car> &cars, const QString &brokerState,
+                        const QString &brokerText, Clock::time_point now) const
+{
     QJsonArray table;
     for (const auto &[name, car] : cars) {
         const double age = car.hasLive ? std::chrono::duration<double>(now - car.lastLive).count() : -1;
         const bool fresh = car.hasLive && age * 1000 < staleMs;
-        const bool offline = car.status == QLatin1String("offline");
+        const bool offline = car.status == QLatin1String("offline") && !car.liveSinceStatus;
         QJsonObject row{
             {QStringLiteral("car"), name},
             {QStringLiteral("state"), offline ? QStringLiteral("offline")

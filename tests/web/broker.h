@@ -12,12 +12,19 @@
 
 #include <mutex>
 
-// A real Mosquitto on loopback, TLS only, with a password file and a CA made for the run: the
-// broker a team would use, restartable on the same port.
+// A real Mosquitto on loopback, TLS only, with a password file, an ACL and a CA made for the
+// run: the broker a league would use, restartable on the same port.
 struct Broker
 {
+    // The pit wall's account, which reads every car and writes none.
     static constexpr const char *user = "crew";
     static constexpr const char *password = "s3cret, pit wall";
+    // The drivers' accounts (the same password, for brevity): each may write its own car's topics
+    // alone, kvbeacon/<team>/<driver>/#, and Home Assistant's discovery of that car.
+    static QStringList cars()
+    {
+        return {"red/ann", "red/bob", "red/cat", "red/dee", "red/mallory", "wine/ann", "wine/bob"};
+    }
 
     bool make()
     {
@@ -40,11 +47,26 @@ struct Broker
             !run("openssl", {"x509", "-req", "-in", "server.csr", "-CA", "ca.crt", "-CAkey", "ca.key",
                              "-CAcreateserial", "-out", "server.crt", "-days", "2", "-extfile", "san.ext"}) ||
             !run("openssl", {"req", "-newkey", ec, "-nodes", "-keyout", "client.key", "-out", "client.csr",
-                             "-subj", "/CN=pit-wall"}) ||
+                             "-subj", "/CN=dee"}) ||
             !run("openssl", {"x509", "-req", "-in", "client.csr", "-CA", "ca.crt", "-CAkey", "ca.key",
                              "-CAcreateserial", "-out", "client.crt", "-days", "2"}) ||
             !run("mosquitto_passwd", {"-b", "-c", "passwords", user, password}))
             return false;
+        QString acl = QStringLiteral("pattern read kvbeacon/#\npattern read homeassistant/#\n");
+        QStringList drivers;
+        for (const QString &car : cars()) {
+            const QString team = car.section('/', 0, 0), driver = car.section('/', 1);
+            if (!drivers.contains(driver) && !run("mosquitto_passwd", {"-b", "passwords", driver, password}))
+                return false;
+            drivers.append(driver);
+            acl += QStringLiteral("user %1\ntopic write kvbeacon/%2/%1/#\n"
+                                  "topic write homeassistant/sensor/kvbeacon_%2_%1/#\n")
+                       .arg(driver, team);
+        }
+        QFile aclFile(path("acl"));
+        if (!aclFile.open(QIODevice::WriteOnly) || !aclFile.write(acl.toUtf8()))
+            return false;
+        aclFile.close();
         QTcpServer probe, second;
         probe.listen(QHostAddress::LocalHost, 0);
         second.listen(QHostAddress::LocalHost, 0);
@@ -55,6 +77,7 @@ struct Broker
                config.write(
                    QStringLiteral(
                        "user %1\nlog_dest stderr\nlog_type error\nallow_anonymous false\npassword_file %2\n"
+                       "acl_file %8\n"
                        "listener %3 127.0.0.1\ncafile %4\ncertfile %5\nkeyfile %6\n"
                        // The second listener knows its clients by their certificates alone.
                        "listener %7 127.0.0.1\ncafile %4\ncertfile %5\nkeyfile %6\n"
@@ -63,6 +86,7 @@ struct Broker
                        .arg(port)
                        .arg(path("ca.crt"), path("server.crt"), path("server.key"))
                        .arg(certificatePort)
+                       .arg(path("acl"))
                        .toUtf8()) > 0;
     }
     bool start()
@@ -83,10 +107,10 @@ struct Broker
         process.waitForFinished();
     }
     QString path(const char *name) const { return dir.filePath(QLatin1String(name)); }
-    QString url() const
+    QString url(const QString &account = QLatin1String(user)) const
     {
         return QStringLiteral("mqtts://%1:%2@localhost:%3")
-            .arg(user, QString::fromLatin1(QUrl::toPercentEncoding(password)), QString::number(port));
+            .arg(account, QString::fromLatin1(QUrl::toPercentEncoding(password)), QString::number(port));
     }
 
     QTemporaryDir dir;
@@ -106,13 +130,13 @@ struct Client
         bool retained;
     };
 
-    explicit Client(const Broker &broker)
+    explicit Client(const Broker &broker, const char *account = Broker::user)
     {
         mosquitto_lib_init();
         client = mosquitto_new(nullptr, true, this);
         mosquitto_tls_set(client, broker.path("ca.crt").toLocal8Bit().constData(), nullptr, nullptr, nullptr,
                           nullptr);
-        mosquitto_username_pw_set(client, Broker::user, Broker::password);
+        mosquitto_username_pw_set(client, account, Broker::password);
         mosquitto_message_callback_set(client, [](mosquitto *, void *self, const mosquitto_message *message) {
             auto *me = static_cast<Client *>(self);
             std::lock_guard<std::mutex> lock(me->mutex);

@@ -38,7 +38,7 @@ struct Car
         : team(QStringLiteral("kvbeacon/red"))
     {
         MqttSettings settings;
-        settings.url = broker.url();
+        settings.url = broker.url(QLatin1String(driver));
         settings.team = QStringLiteral("red");
         settings.driver = QLatin1String(driver);
         settings.caFile = broker.path("ca.crt");
@@ -86,6 +86,8 @@ private slots:
     void lastWillOfAKilledCompanion();
     void outlivesABrokerRestart();
     void teamTableAgesAndStates();
+    void teamTableKeepsWhatThePageShows();
+    void hostileTeammateUnderAnAcl();
 
 private:
     Broker broker;
@@ -234,7 +236,7 @@ void tst_Mqtt::lastWillOfAKilledCompanion()
     config.write(
         QStringLiteral("mqtt=mqtts://localhost:%1\nteam=red\ndriver=bob\nusername=%2\npassword=%3\nca=%4\n")
             .arg(broker.port)
-            .arg(Broker::user, Broker::password, broker.path("ca.crt"))
+            .arg(QLatin1String("bob"), Broker::password, broker.path("ca.crt"))
             .toUtf8());
     config.close();
     // A password that others can read is pointed out, and no longer once the file is the owner's.
@@ -305,6 +307,10 @@ void tst_Mqtt::teamTableAgesAndStates()
     team.take("kvbeacon/red/bob/status", "maybe", start);
     team.take("kvbeacon/red/bob/live", R"({"live":3})", start);
     team.take("kvbeacon/red/live", live, start);
+    // Below a car's own level: no car of kvbeacon/<team>/<driver>, whose topics an ACL gives each
+    // driver, however many of them one driver publishes.
+    team.take("kvbeacon/red/ann/spare/live", live, start);
+    team.take("kvbeacon/red//live", live, start);
 
     const auto table = [&](int ms) {
         QMap<QString, QJsonObject> rows;
@@ -318,7 +324,7 @@ void tst_Mqtt::teamTableAgesAndStates()
     QCOMPARE(rows.keys(), QStringList({"ann", "cat", "dan"}));
     QCOMPARE(rows["ann"]["state"].toString(), QStringLiteral("live"));
     QCOMPARE(rows["ann"]["age"].toDouble(), 1.0);
-    QCOMPARE(rows["ann"]["live"]["SessionTimeSinceStarted"].toDouble(), 12.5);
+    QCOMPARE(rows["ann"]["live"]["FuelLevel"].toDouble(), 40.5);
     QCOMPARE(rows["cat"]["state"].toString(), QStringLiteral("offline"));
     QCOMPARE(rows["dan"]["state"].toString(), QStringLiteral("stale"));
     QVERIFY(rows["dan"]["online"].toBool() && rows["dan"]["age"].isNull());
@@ -332,6 +338,102 @@ void tst_Mqtt::teamTableAgesAndStates()
     // A car that starts driving once the others have gone quiet still gets a row.
     team.take("kvbeacon/red/zed/live", live, start + std::chrono::milliseconds(Team::staleMs));
     QVERIFY(table(Team::staleMs).contains("zed") && table(Team::staleMs).size() == int(Team::maxCars));
+
+    // A sample after an "offline" (a late will, a stranger's retained word) shows the car is back.
+    team.take("kvbeacon/red/zed/status", "offline", start + std::chrono::milliseconds(Team::staleMs));
+    team.take("kvbeacon/red/zed/live", live, start + std::chrono::milliseconds(Team::staleMs + 100));
+    QCOMPARE(table(Team::staleMs + 200)["zed"]["state"].toString(), QStringLiteral("live"));
+}
+
+// A publisher under the prefix may send anything up to the size limit: the table keeps the
+// values the page shows, of the kind it shows them as, and is rebuilt at most every rebuildMs.
+void tst_Mqtt::teamTableKeepsWhatThePageShows()
+{
+    Team team(QStringLiteral("kvbeacon"));
+    const Team::Clock::time_point start = Team::Clock::now();
+    QJsonObject live{{"FuelLevel", 12.5}, {"RaceLaps", "<b>7</b>"}, {"PlayerCarPosition", 3}};
+    for (int i = 0; i < 300; ++i)
+        live.insert(QStringLiteral("junk%1").arg(i), QStringLiteral("0123456789"));
+    const QJsonObject message{{"live", live}, {"fuelPerLap", 2.5}, {"fuelLapsLeft", "lots"}, {"extra", live}};
+    const QByteArray bulky = QJsonDocument(message).toJson(QJsonDocument::Compact);
+    QVERIFY(bulky.size() > 12000 && bulky.size() < Team::maxMessageBytes);
+    const QString longName(300, QLatin1Char('x'));
+    const QJsonObject info{
+        {"info", QJsonObject{{"WI.Trackname", longName}, {"SI.SessionType", 4}, {"junk", live}}}};
+    for (int i = 0; i < 150; ++i) {
+        team.take(QStringLiteral("kvbeacon/blue/car%1/live").arg(i), bulky, start);
+        team.take(QStringLiteral("kvbeacon/blue/car%1/info").arg(i), QJsonDocument(info).toJson(), start);
+    }
+    team.take(QStringLiteral("kvbeacon/blue/%1/live").arg(longName), bulky, start);
+
+    const std::shared_ptr<const std::string> table = team.table(start);
+    const QJsonArray cars = json(QByteArray::fromStdString(*table))["cars"].toArray();
+    QCOMPARE(cars.size(), 150);
+    QVERIFY2(table->size() < 150 * 400, qPrintable(QString::number(table->size())));
+    const QJsonObject row = cars.first().toObject();
+    QCOMPARE(row["live"].toObject(), QJsonObject({{"FuelLevel", 12.5}, {"PlayerCarPosition", 3}}));
+    QCOMPARE(row["fuelPerLap"].toDouble(), 2.5);
+    QVERIFY(row["fuelLapsLeft"].isNull() && !row.contains("extra"));
+    QCOMPARE(row["info"].toObject(), QJsonObject({{"WI.Trackname", longName.left(Team::maxTextLength)}}));
+
+    // However often it is asked, within rebuildMs the same table is handed out, not rebuilt.
+    team.take("kvbeacon/blue/late/live", bulky, start);
+    QCOMPARE(team.table(start + std::chrono::milliseconds(Team::rebuildMs - 1)), table);
+    const std::string later = team.toJson(start + std::chrono::milliseconds(Team::rebuildMs));
+    QVERIFY(later.find("\"blue/late\"") != std::string::npos);
+}
+
+// A league's ACL lets each driver write kvbeacon/<team>/<driver>/# alone. A hostile driver
+// floods fake cars under her own name and others' topics, and tries an "offline" on a teammate's
+// status: none of it costs a real car its row, and the car says "online" again when an earlier
+// connection's last will or anyone allowed overwrites its status.
+void tst_Mqtt::hostileTeammateUnderAnAcl()
+{
+    Car ann(broker, "ann");
+    QTRY_VERIFY_WITH_TIMEOUT(ann.link->isConnected(), 10000);
+    Client watcher(broker);
+    QVERIFY(watcher.subscribe("kvbeacon/red/ann/status"));
+    QTRY_COMPARE_WITH_TIMEOUT(watcher.last("kvbeacon/red/ann/status"), QByteArray("online"), 5000);
+
+    Client mallory(broker, "mallory");
+    QVERIFY(mallory.subscribe("kvbeacon/red/mallory/live"));
+    const QByteArray live = QByteArray::fromStdString(liveMessage(1));
+    for (int i = 0; i < 220; ++i) {
+        mallory.publish(QStringLiteral("kvbeacon/red/mallory/fake%1/live").arg(i), live);
+        mallory.publish(QStringLiteral("kvbeacon/red/fake%1/live").arg(i), live);
+    }
+    mallory.publish(QStringLiteral("kvbeacon/red/ann/status"), "offline", true);
+    mallory.publish(QStringLiteral("kvbeacon/red/mallory/live"), live);
+    QTRY_VERIFY_WITH_TIMEOUT(!mallory.of("kvbeacon/red/mallory/live").isEmpty(), 5000);
+    Client bob(broker, "bob");
+    QVERIFY(bob.subscribe("kvbeacon/red/bob/live"));
+    bob.publish(QStringLiteral("kvbeacon/red/bob/live"), live);
+    QTRY_VERIFY_WITH_TIMEOUT(!ann.row(QStringLiteral("bob")).isEmpty(), 5000);
+    QStringList names;
+    for (const QJsonValue row :
+         json(QByteArray::fromStdString(ann.team.toJson(Team::Clock::now())))["cars"].toArray())
+        names.append(row["car"].toString());
+    // Beside them only the cars of earlier tests whose retained status the broker still holds.
+    QVERIFY2(names.contains("ann") && names.contains("mallory") && names.filter("fake").isEmpty(),
+             qPrintable(names.join(' ')));
+    QCOMPARE(watcher.last("kvbeacon/red/ann/status"), QByteArray("online"));
+
+    // A second connection of ann's that goes: its goodbye is taken back by the one still here.
+    {
+        Client earlier(broker, "ann");
+        QVERIFY(earlier.subscribe("kvbeacon/red/ann/status"));
+        const int before = watcher.of("kvbeacon/red/ann/status").size();
+        earlier.publish(QStringLiteral("kvbeacon/red/ann/status"), "offline", true);
+        QTRY_VERIFY_WITH_TIMEOUT(watcher.of("kvbeacon/red/ann/status").size() >= before + 2 &&
+                                     watcher.last("kvbeacon/red/ann/status") == "online",
+                                 5000);
+    }
+    Client later(broker);
+    QVERIFY(later.subscribe("kvbeacon/red/ann/status"));
+    QTRY_COMPARE_WITH_TIMEOUT(later.last("kvbeacon/red/ann/status"), QByteArray("online"), 5000);
+    QVERIFY(later.of("kvbeacon/red/ann/status").first().retained);
+    QCOMPARE(ann.row(QStringLiteral("ann"), Team::Clock::now() + std::chrono::seconds(1))["state"].toString(),
+             QStringLiteral("stale"));
 }
 
 QTEST_GUILESS_MAIN(tst_Mqtt)

@@ -355,7 +355,6 @@ void tst_Web::pressesAndBadRequests()
 {
     Pressing f(documents.path());
     Beacon &beacon = f.beacon;
-    Companion &web = f.web;
     QSignalSpy &chats = f.chats, &keys = f.keys;
     Socket &browser = f.browser;
     QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
@@ -543,8 +542,9 @@ void tst_Web::refusesHostileRequests()
                                "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n";
 
     // A name that is not this machine's is refused whatever it asks; addresses and localhost pass.
-    for (const QByteArray &path : {"/", "/api/live", "/api/macros"}) {
-        const QByteArray refused = raw(port, "GET " + path + " HTTP/1.1\r\nHost: evil.example:47813\r\n\r\n");
+    for (const char *path : {"/", "/api/live", "/api/macros"}) {
+        const QByteArray refused =
+            raw(port, "GET " + QByteArray(path) + " HTTP/1.1\r\nHost: evil.example:47813\r\n\r\n");
         QVERIFY2(refused.startsWith("HTTP/1.1 403") && refused.contains("--allow-host NAME"),
                  refused.constData());
     }
@@ -574,8 +574,9 @@ void tst_Web::refusesHostileRequests()
     QVERIFY2(page.contains("X-Content-Type-Options: nosniff\r\n") &&
                  page.contains("Content-Security-Policy: frame-ancestors 'self'\r\n"),
              page.constData());
-    for (const QByteArray &path : {"/api/state", "/kvb.js", "/nothing"}) {
-        const QByteArray answer = raw(port, "GET " + path + " HTTP/1.1\r\nHost: " + here + "\r\n\r\n");
+    for (const char *path : {"/api/state", "/kvb.js", "/nothing"}) {
+        const QByteArray answer =
+            raw(port, "GET " + QByteArray(path) + " HTTP/1.1\r\nHost: " + here + "\r\n\r\n");
         QVERIFY2(answer.contains("X-Content-Type-Options: nosniff\r\n") &&
                      !answer.contains("Content-Security"),
                  answer.constData());
@@ -589,7 +590,6 @@ void tst_Web::refusesHostileRequests()
 void tst_Web::pressesHaveARate()
 {
     Pressing f(documents.path());
-    Beacon &beacon = f.beacon;
     Companion &web = f.web;
     QSignalSpy &chats = f.chats, &keys = f.keys;
     Socket &browser = f.browser;

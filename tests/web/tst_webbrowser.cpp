@@ -82,8 +82,8 @@ private:
     {
         return web.start(QStringLiteral(KVB_WEB),
                          {"--port", QString::number(webPort), "--beacon",
-                          QStringLiteral("127.0.0.1:%1").arg(beaconPort), "--mqtt", broker.url(), "--mqtt-ca",
-                          broker.path("ca.crt"), "--team", "red", "--driver", "ann"},
+                          QStringLiteral("127.0.0.1:%1").arg(beaconPort), "--mqtt", broker.url("ann"),
+                          "--mqtt-ca", broker.path("ca.crt"), "--team", "red", "--driver", "ann"},
                          "dashboard");
     }
 
@@ -289,21 +289,21 @@ void tst_WebBrowser::recoversFromEveryLoss()
 // that the test plays, one of whom goes quiet.
 void tst_WebBrowser::teamView()
 {
-    Client mates(broker);
-    QVERIFY(mates.subscribe("kvbeacon/red/+/status"));
+    Client bob(broker, "bob"), cat(broker, "cat");
+    QVERIFY(bob.subscribe("kvbeacon/red/+/status"));
     int tick = 0;
     bool catQuiet = false;
     QTimer samples;
     samples.callOnTimeout([&] {
-        for (const char *mate : {"bob", "cat"}) {
-            if (catQuiet && mate == QLatin1String("cat"))
+        for (Client *mate : {&bob, &cat}) {
+            if (catQuiet && mate == &cat)
                 continue;
-            mates.publish(QStringLiteral("kvbeacon/red/%1/live").arg(mate),
+            mate->publish(QStringLiteral("kvbeacon/red/%1/live").arg(mate == &bob ? "bob" : "cat"),
                           QStringLiteral(
                               R"({"time":0,"fuelLapsLeft":4.2,"fuelPerLap":2.5,"live":{"DisplayUnits":1,)"
                               R"("FuelLevel":10.5,"FuelLevelPct":0.1,"PlayerCarClassPosition":2,)"
                               R"("PlayerCarPosition":%1,"RaceLaps":%2,"SessionLapsRemain":9},"type":"live"})")
-                              .arg(mate == QLatin1String("bob") ? 2 : 9)
+                              .arg(mate == &bob ? 2 : 9)
                               .arg(tick / 10)
                               .toUtf8());
         }
@@ -325,7 +325,7 @@ void tst_WebBrowser::teamView()
     QTRY_COMPARE_WITH_TIMEOUT(states(), QStringLiteral("ann:live,bob:live,cat:stale"), 10000);
     QCOMPARE(browser.text("tr[data-car='cat'] td:nth-child(2)"), QStringLiteral("stale"));
     photograph("team");
-    QCOMPARE(mates.last("kvbeacon/red/ann/status"), QByteArray("online"));
+    QCOMPARE(bob.last("kvbeacon/red/ann/status"), QByteArray("online"));
 }
 
 QTEST_MAIN(tst_WebBrowser)

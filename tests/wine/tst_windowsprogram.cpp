@@ -157,7 +157,7 @@ void tst_WindowsProgram::phoneDashboardAndTeam()
     probe.close();
     web.process.start(QStringLiteral("wine"),
                       {dir + "/kvbeacon-web.exe", "--port", QString::number(webPort), "--beacon",
-                       QStringLiteral("127.0.0.1:%1").arg(port), "--mqtt", broker.url(), "--mqtt-ca",
+                       QStringLiteral("127.0.0.1:%1").arg(port), "--mqtt", broker.url("ann"), "--mqtt-ca",
                        run(QStringLiteral("winepath"), {QStringLiteral("-w"), broker.path("ca.crt")}),
                        "--team", "wine", "--driver", "ann"});
     QVERIFY2(web.waitFor("kvbeacon/wine/ann", 60000), web.output.constData());
@@ -213,7 +213,7 @@ void tst_WindowsProgram::phoneDashboardAndTeam()
     web.output.clear();
     web.process.start(QStringLiteral("wine"), {dir + "/kvbeacon-web.exe", "--port", QString::number(webPort),
                                                "--beacon", QStringLiteral("127.0.0.1:%1").arg(port), "--mqtt",
-                                               broker.url(), "--team", "wine", "--driver", "bob"});
+                                               broker.url("bob"), "--team", "wine", "--driver", "bob"});
     QVERIFY2(web.waitFor("unreachable", 60000), web.output.constData());
     QVERIFY2(web.output.contains("certificate"), web.output.constData());
     QCOMPARE(watcher.last("kvbeacon/wine/bob/status"), QByteArray());
