@@ -18,10 +18,23 @@ ensure_packages() {
     DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"
 }
 
+# The pages' third-party assets (web/assets/package.json), from the npm registry as this
+# machine's npm is set up; installed again only when the lock file changes.
+ensure_page_assets() {
+    local dir=web/assets
+    local stamp=$dir/node_modules/.installed-lock
+    cmp -s "$dir/package-lock.json" "$stamp" 2>/dev/null && return 0
+    command -v npm >/dev/null || ensure_packages npm
+    echo "==> Page assets from the npm registry ($dir)"
+    npm ci --prefix "$dir" --no-audit --no-fund --ignore-scripts --loglevel=error
+    cp "$dir/package-lock.json" "$stamp"
+}
+
 # build_tree DIR [cmake options...]: configures DIR if needed and builds it on two cores.
 build_tree() {
     local dir=$1
     shift
+    ensure_page_assets
     echo "==> Building in $dir"
     cmake -S . -B "$dir" -G Ninja "$@" >/dev/null
     cmake --build "$dir" -j2

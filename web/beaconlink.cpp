@@ -183,11 +183,11 @@ void BeaconLink::poll(BeaconClient &client, bool withMacros)
         return;
     }
     const std::optional<LiveDocument> document = LiveDocument::fromJson(live->payload);
-    onLive(client, document, live->payload);
+    const QJsonObject infoObject = QJsonDocument::fromJson(info->payload.toUtf8()).object();
+    onLive(client, document, live->payload, infoObject);
     if (!client.isConnected())
         return;
 
-    const QJsonObject infoObject = QJsonDocument::fromJson(info->payload.toUtf8()).object();
     std::string infoMessage =
         compact({{QStringLiteral("type"), QStringLiteral("info")}, {QStringLiteral("info"), infoObject}});
     if (infoMessage != lastInfo) {
@@ -224,7 +224,8 @@ void BeaconLink::poll(BeaconClient &client, bool withMacros)
     }
 }
 
-void BeaconLink::onLive(BeaconClient &client, const std::optional<LiveDocument> &live, const QString &text)
+void BeaconLink::onLive(BeaconClient &client, const std::optional<LiveDocument> &live, const QString &text,
+                        const QJsonObject &info)
 {
     const auto now = Clock::now();
     const double sessionTime = live ? live->SessionTimeSinceStarted : -1.0;
@@ -254,13 +255,41 @@ void BeaconLink::onLive(BeaconClient &client, const std::optional<LiveDocument> 
         lastSessionNum = live->SessionNum;
         fuel.reset();
     }
-    fuel.add(live->RaceLaps, live->FuelLevel);
+    fuel.add(live->RaceLaps, live->FuelLevel, live->SessionTimeSinceStarted);
     const QJsonObject object = QJsonDocument::fromJson(text.toUtf8()).object();
-    hub.publish(Channel::Live,
-                compact({{QStringLiteral("type"), QStringLiteral("live")},
-                         {QStringLiteral("live"), object},
-                         {QStringLiteral("fuelPerLap"), numberOrNull(fuel.perLap())},
-                         {QStringLiteral("fuelLapsLeft"), numberOrNull(fuel.lapsLeft(live->FuelLevel))}}));
+    QJsonObject message{{QStringLiteral("type"), QStringLiteral("live")},
+                        {QStringLiteral("live"), object},
+                        {QStringLiteral("fuelPerLap"), numberOrNull(fuel.perLap())},
+                        {QStringLiteral("fuelLapsLeft"), numberOrNull(fuel.lapsLeft(live->FuelLevel))}};
+    const std::optional<FuelEstimate::Plan> plan = fuelPlan(*live, info);
+    message.insert(QStringLiteral("fuelToFinish"),
+                   numberOrNull(plan ? std::optional(plan->toFinish) : std::nullopt));
+    message.insert(QStringLiteral("fuelToAdd"),
+                   numberOrNull(plan ? std::optional(plan->toAdd) : std::nullopt));
+    message.insert(QStringLiteral("fuelLastsToFinish"), plan ? QJsonValue(plan->withoutStop) : QJsonValue());
+    QJsonArray laps;
+    for (const double used : fuel.recentLaps())
+        laps.append(used);
+    message.insert(QStringLiteral("fuelLaps"), laps);
+    hub.publish(Channel::Live, compact(message));
+}
+
+std::optional<FuelEstimate::Plan> BeaconLink::fuelPlan(const LiveDocument &live,
+                                                       const QJsonObject &info) const
+{
+    // 32767 laps is the simulator's "unlimited", -1 not read yet: then the clock decides.
+    const int sessionLaps = info.value(QLatin1String("SI.SessionLaps")).toInt(-1);
+    std::optional<int> lapsRemain;
+    if (sessionLaps > 0 && sessionLaps < 32767 && live.SessionLapsRemain >= 0 &&
+        live.SessionLapsRemain < 32767)
+        lapsRemain = live.SessionLapsRemain;
+    const double sessionTime = info.value(QLatin1String("SI.SessionTime")).toDouble(-1);
+    std::optional<double> timeLeft;
+    if (sessionTime > 0 && live.SessionTimeSinceStarted >= 0)
+        timeLeft = sessionTime - live.SessionTimeSinceStarted;
+    const double tank = info.value(QLatin1String("DI.DriverCarFuelMaxLtr")).toDouble() *
+                        info.value(QLatin1String("DI.DriverCarMaxFuelPct")).toDouble();
+    return fuel.plan(live.FuelLevel, lapsRemain, timeLeft, tank);
 }
 
 void BeaconLink::publishState(State next)

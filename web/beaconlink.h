@@ -4,6 +4,7 @@
 #include "fuelestimate.h"
 #include "hub.h"
 
+#include <QJsonObject>
 #include <QString>
 #include <QThread>
 
@@ -69,7 +70,10 @@ private:
     void connectAnew(BeaconClient &client);
     void runCommands(BeaconClient &client);
     void poll(BeaconClient &client, bool withMacros);
-    void onLive(BeaconClient &client, const std::optional<LiveDocument> &live, const QString &text);
+    void onLive(BeaconClient &client, const std::optional<LiveDocument> &live, const QString &text,
+                const QJsonObject &info);
+    // Fuel to the flag from the measured laps, the session's length and the tank's size.
+    std::optional<FuelEstimate::Plan> fuelPlan(const LiveDocument &live, const QJsonObject &info) const;
     void publishState(State state);
     void lostBeacon(BeaconClient &client);
 

@@ -14,6 +14,10 @@ std::string contentTypeOf(const QString &name)
         return "text/javascript; charset=utf-8";
     if (name.endsWith(QLatin1String(".svg")))
         return "image/svg+xml";
+    if (name.endsWith(QLatin1String(".png")))
+        return "image/png";
+    if (name.endsWith(QLatin1String(".webmanifest")))
+        return "application/manifest+json";
     return "application/octet-stream";
 }
 } // namespace

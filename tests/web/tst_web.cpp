@@ -255,6 +255,23 @@ void tst_Web::fuelPerLap()
     QCOMPARE(*fuel.perLap(), 1.0); // the last five laps only
     fuel.reset();
     QVERIFY(!fuel.lapsLeft(10.0));
+
+    // Fuel to the flag, worked by hand: 2.5 L and 90 s a lap.
+    fuel.add(3, 40.0, 100.0);
+    fuel.add(4, 37.5, 190.0);
+    QVERIFY(!fuel.plan(37.5, 14, std::nullopt, 20.0)); // no lap driven whole yet
+    fuel.add(5, 35.0, 280.0);
+    fuel.add(6, 32.5, 370.0);
+    QCOMPARE(*fuel.lapTime(), 90.0);
+    // 14 laps to go take 35 L: 2.5 L short, plus a lap's margin.
+    FuelEstimate::Plan plan = *fuel.plan(32.5, 14, 500.0, 20.0);
+    QVERIFY(plan.toFinish == 35.0 && plan.toAdd == 5.0 && !plan.withoutStop);
+    // A timed session: 1,000 s left is 11.1 laps, so 12 are driven, 30 L.
+    plan = *fuel.plan(32.5, std::nullopt, 1000.0, 0);
+    QVERIFY(plan.toFinish == 30.0 && plan.toAdd == 0.0 && plan.withoutStop);
+    // No more than a tank (40 L at 50 %) goes in at one stop.
+    QCOMPARE(fuel.plan(2.0, 20, std::nullopt, 20.0)->toAdd, 20.0);
+    QVERIFY(!fuel.plan(32.5, std::nullopt, std::nullopt, 20.0));
 }
 
 void tst_Web::pagesAndDocuments()

@@ -65,6 +65,9 @@ private slots:
     void overlay();
     void recoversFromEveryLoss();
     void teamView();
+    void fuelToTheFlag();
+    void layoutsFitTheHolder();
+    void screenStaysOnAndInstalls();
 
 private:
     QUrl url(const QString &path) const
@@ -83,7 +86,8 @@ private:
         return web.start(QStringLiteral(KVB_WEB),
                          {"--port", QString::number(webPort), "--beacon",
                           QStringLiteral("127.0.0.1:%1").arg(beaconPort), "--mqtt", broker.url("ann"),
-                          "--mqtt-ca", broker.path("ca.crt"), "--team", "red", "--driver", "ann"},
+                          "--mqtt-ca", broker.path("ca.crt"), "--team", "red", "--driver", "ann",
+                          "--allow-host", "phone.test"},
                          "dashboard");
     }
 
@@ -326,6 +330,117 @@ void tst_WebBrowser::teamView()
     QCOMPARE(browser.text("tr[data-car='cat'] td:nth-child(2)"), QStringLiteral("stale"));
     photograph("team");
     QCOMPARE(bob.last("kvbeacon/red/ann/status"), QByteArray("online"));
+}
+
+// Fuel to the flag against numbers worked by hand: the stand-in drives six laps of 2.5 L with
+// 14 laps to go, which take 35 L; at 32.5 L in the tank that is 2.5 L short, and a stop adds
+// those and a lap's margin, 5 L.
+void tst_WebBrowser::fuelToTheFlag()
+{
+    browser.open(url("/"));
+    QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 8000);
+    QVERIFY(standIn.send("set SessionLapsRemain 14"));
+    for (int lap = 0; lap <= 6; ++lap) {
+        QVERIFY(standIn.send(QStringLiteral("set FuelLevel %1").arg(47.5 - 2.5 * lap).toUtf8()));
+        QVERIFY(standIn.send(QStringLiteral("set RaceLaps %1").arg(100 + lap).toUtf8()));
+        QTRY_VERIFY_WITH_TIMEOUT(browser.text("#laps").startsWith(QString::number(100 + lap) + " "), 5000);
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(browser.text("#fuel-finish"), QStringLiteral("35.0 L"), 5000);
+    QCOMPARE(browser.text("#fuel-per-lap"), QStringLiteral("2.5 L"));
+    QCOMPARE(browser.text("#fuel-stop"), QStringLiteral("add 5.0 L at the stop"));
+    // Six laps' bars on the chart, drawn.
+    QVERIFY(browser
+                .run("const c = document.getElementById('fuel-chart');"
+                     "return c.width > 0 && c.getContext('2d').getImageData(0, 0, c.width, c.height)"
+                     ".data.some((v, i) => i % 4 === 3 && v > 0);")
+                .toBool());
+    photograph("dashboard-fuel");
+    QVERIFY(standIn.send("set FuelLevel 36"));
+    QTRY_COMPARE_WITH_TIMEOUT(browser.text("#fuel-stop"), QStringLiteral("no stop needed"), 5000);
+    browser.open(url("/overlay?fields=tofinish,fuelstop"));
+    QTRY_COMPARE_WITH_TIMEOUT(browser.text(".field[data-field='tofinish'] b"), QStringLiteral("35.0 L"),
+                              8000);
+    QCOMPARE(browser.text(".field[data-field='fuelstop'] b"), QStringLiteral("no stop needed"));
+    for (const char *name : {"SessionLapsRemain", "FuelLevel", "RaceLaps"})
+        QVERIFY(standIn.send(QByteArray("unset ") + name));
+}
+
+// A phone in a landscape holder (844 x 390) and a tablet see the whole dashboard without
+// scrolling; at those sizes and on a portrait phone no value is cut at its tile's edge. /team
+// fits a portrait phone's width.
+void tst_WebBrowser::layoutsFitTheHolder()
+{
+    const auto cut = [this] {
+        return browser
+            .run("return [...document.querySelectorAll('.tile > *, #cars td')]"
+                 ".filter(e => e.scrollWidth > e.clientWidth + 1 || e.getBoundingClientRect().right > "
+                 "innerWidth)"
+                 ".map(e => e.id || e.textContent).join(' | ');")
+            .toString();
+    };
+    const auto scrolls = [this] {
+        return browser
+            .run("const e = document.scrollingElement;"
+                 "return e.scrollHeight > innerHeight || e.scrollWidth > innerWidth;")
+            .toBool();
+    };
+    for (const auto &[width, height, name] :
+         {std::tuple{844, 390, "dashboard-landscape"}, {1024, 768, "dashboard-tablet"}, {390, 844, ""}}) {
+        QVERIFY(browser.viewport(width, height));
+        browser.open(url("/"));
+        QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 8000);
+        QTRY_VERIFY_WITH_TIMEOUT(browser.text("#fuel-laps") != QStringLiteral("–"), 20000);
+        QVERIFY2(cut().isEmpty(), qPrintable(QStringLiteral("%1x%2: %3").arg(width).arg(height).arg(cut())));
+        if (width > height)
+            QVERIFY2(!scrolls(), qPrintable(QStringLiteral("%1x%2 scrolls").arg(width).arg(height)));
+        if (*name)
+            photograph(QLatin1String(name));
+    }
+    browser.open(url("/team"));
+    QTRY_VERIFY_WITH_TIMEOUT(
+        browser.run("return document.querySelectorAll('#cars tbody tr').length;").toInt() > 0, 10000);
+    QVERIFY2(cut().isEmpty(), qPrintable(cut()));
+    QVERIFY(!browser.run("return document.scrollingElement.scrollWidth > innerWidth;").toBool());
+}
+
+// The screen stays on while the data is live: by the Wake Lock on a secure page (loopback),
+// by the muted video elsewhere (a LAN name over plain HTTP), said in a corner. The pages can
+// be put on a home screen: a manifest Chromium reads without complaint, with its icons.
+void tst_WebBrowser::screenStaysOnAndInstalls()
+{
+    browser.open(url("/"));
+    QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 8000);
+    QTRY_COMPARE_WITH_TIMEOUT(browser.run("return Kvb.awake.mode;").toString(), QStringLiteral("wake lock"),
+                              5000);
+    QCOMPARE(browser.text("#awake"), QStringLiteral("screen kept on"));
+    QVERIFY(browser.run("return isSecureContext;").toBool());
+
+    browser.open(QUrl(QStringLiteral("http://phone.test:%1/buttons").arg(webPort)));
+    QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 8000);
+    QVERIFY(!browser.run("return isSecureContext || 'wakeLock' in navigator;").toBool());
+    QVERIFY(browser.click("header"));
+    QTRY_COMPARE_WITH_TIMEOUT(browser.run("return Kvb.awake.mode;").toString(), QStringLiteral("video"),
+                              5000);
+    QVERIFY(browser.run("const v = Kvb.awake.video; return v.muted && !v.paused;").toBool());
+    QCOMPARE(browser.text("#awake"), QStringLiteral("screen kept on"));
+
+    browser.open(url("/"));
+    QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 8000);
+    const QJsonObject manifest = browser.cdp("Page.getAppManifest").toObject();
+    QVERIFY2(manifest["errors"].toArray().isEmpty(), QJsonDocument(manifest).toJson().constData());
+    const QJsonObject parsed = QJsonDocument::fromJson(manifest["data"].toString().toUtf8()).object();
+    QCOMPARE(parsed["display"].toString(), QStringLiteral("standalone"));
+    // Each icon is a PNG of the size it claims.
+    QCOMPARE(browser
+                 .run("return Promise.all([192, 512].map(size => fetch('/icon-' + size + '.png')"
+                      ".then(r => r.blob()).then(createImageBitmap).then(b => b.width === size && b.height "
+                      "=== size)))"
+                      ".then(all => all.every(Boolean));")
+                 .toBool(),
+             true);
+    QVERIFY(!browser.run("return document.getElementById('fullscreen').hidden;").toBool());
+    QVERIFY(browser.click("#fullscreen"));
+    QTRY_VERIFY_WITH_TIMEOUT(browser.run("return document.fullscreenElement !== null;").toBool(), 5000);
 }
 
 QTEST_MAIN(tst_WebBrowser)

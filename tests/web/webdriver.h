@@ -34,16 +34,12 @@ public:
             return false;
         // The flags keep Chromium off the network it has no business with, on a machine
         // without a GPU, as root in a sandbox of its own.
-        const QJsonArray flags{"--headless",
-                               "--no-sandbox",
-                               "--disable-gpu",
-                               "--disable-quic",
-                               "--no-first-run",
-                               "--disable-background-networking",
-                               "--disable-component-update",
-                               "--disable-sync",
-                               "--hide-scrollbars",
-                               "--window-size=1280,900",
+        const QJsonArray flags{"--headless", "--no-sandbox", "--disable-gpu", "--disable-quic",
+                               "--no-first-run", "--disable-background-networking",
+                               "--disable-component-update", "--disable-sync", "--hide-scrollbars",
+                               // A name that is not loopback's own: a page there is no secure
+                               // context, as on a phone that opens a LAN address.
+                               "--host-resolver-rules=MAP phone.test 127.0.0.1", "--window-size=1280,900",
                                "--user-data-dir=" + profile.path()};
         const QJsonObject options{{"binary", "/usr/bin/chromium"}, {"args", flags}};
         const QJsonObject capabilities{{"alwaysMatch", QJsonObject{{"goog:chromeOptions", options}}}};
@@ -66,9 +62,12 @@ public:
     {
         const QJsonObject metrics{
             {"width", width}, {"height", height}, {"deviceScaleFactor", 1}, {"mobile", width < 600}};
-        return call("POST", path("/goog/cdp/execute"),
-                    {{"cmd", "Emulation.setDeviceMetricsOverride"}, {"params", metrics}})
-            .isObject();
+        return cdp("Emulation.setDeviceMetricsOverride", metrics).isObject();
+    }
+    // A DevTools command, for what WebDriver has no word for.
+    QJsonValue cdp(const QString &command, const QJsonObject &params = QJsonObject())
+    {
+        return call("POST", path("/goog/cdp/execute"), {{"cmd", command}, {"params", params}});
     }
     void open(const QUrl &url) { call("POST", path("/url"), {{"url", url.toString()}}); }
     // Runs `script` (a function body) in the page and gives what it returns.

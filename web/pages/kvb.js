@@ -6,9 +6,81 @@ const Kvb = (() => {
     // No live message for this long while "live" means the data on screen is old.
     const quietMs = 1500;
 
+    // Keeps the phone's screen on while the data is live, and lets it sleep once the data has not
+    // been live for a minute. The Screen Wake Lock where the browser offers it (a secure context:
+    // localhost, not a LAN address over plain HTTP), else NoSleep.js's muted looping video, which
+    // a browser may start only on a tap. A corner says which.
+    const releaseAfterMs = 60000;
+    function keepScreenOn(badge) {
+        const sleep = new NoSleep();
+        // Muted, so that a browser may start it without waiting for a tap.
+        if (sleep.noSleepVideo) {
+            sleep.noSleepVideo.muted = true;
+            sleep.noSleepVideo.setAttribute("muted", "");
+        }
+        const keeper = { mode: "off", wanted: false, video: sleep.noSleepVideo || null };
+        let lastLive = 0;
+        const show = (mode, text) => {
+            keeper.mode = mode;
+            document.body.dataset.awake = mode;
+            if (badge)
+                badge.textContent = text;
+        };
+        const hold = () => {
+            if (sleep.isEnabled || keeper.mode === "asking")
+                return;
+            const kind = "wakeLock" in navigator ? "wake lock" : "video";
+            show("asking", "");
+            sleep.enable().then(() => {
+                if (keeper.wanted)
+                    show(kind, "screen kept on");
+                else
+                    sleep.disable();
+            }, () => show("tap", "tap to keep the screen on"));
+        };
+        document.addEventListener("pointerdown", () => { if (keeper.wanted) hold(); }, true);
+        setInterval(() => {
+            if (keeper.wanted && Date.now() - lastLive > releaseAfterMs) {
+                keeper.wanted = false;
+                sleep.disable();
+                show("off", "");
+            }
+        }, 1000);
+        keeper.live = () => {
+            lastLive = Date.now();
+            keeper.wanted = true;
+            hold();
+        };
+        return keeper;
+    }
+
+    // Full screen at a tap, where the browser can; a page put on the home screen opens so anyway.
+    function fullScreenButton() {
+        const button = document.getElementById("fullscreen");
+        if (!button)
+            return;
+        button.hidden = !document.fullscreenEnabled;
+        button.addEventListener("click", () => {
+            if (document.fullscreenElement)
+                document.exitFullscreen();
+            else
+                document.documentElement.requestFullscreen().catch(() => {});
+        });
+    }
+
     // Opens /ws and hands every message to handlers[message.type]; connects anew, with back-off,
     // whenever the socket closes. Returns a sender of requests.
     function connect(handlers) {
+        let badge = null;
+        if (!document.body.classList.contains("overlay")) {
+            badge = document.createElement("div");
+            badge.id = "awake";
+            badge.className = "awake";
+            document.body.append(badge);
+        }
+        const keeper = keepScreenOn(badge);
+        Kvb.awake = keeper;
+        fullScreenButton();
         let socket = null;
         let delay = 500;
         let lastLive = 0;
@@ -37,6 +109,7 @@ const Kvb = (() => {
                     showState(message.state, message.text);
                 } else if (message.type === "live") {
                     lastLive = Date.now();
+                    keeper.live();
                     // Messages flowing again after a pause: live, though kvbeacon-web's state never left it.
                     if (state === "quiet")
                         showState("live", liveText);
@@ -121,6 +194,14 @@ const Kvb = (() => {
             parts.push(Math.round(live.FogLevel * 100) + " % fog");
         return parts.join(", ");
     }
+    // What the tank still needs before the flag, in a few words.
+    function fuelStop(message, live) {
+        if (message.fuelLastsToFinish === null || message.fuelLastsToFinish === undefined)
+            return message.fuelPerLap === null ? "after a whole lap" : "race length unknown";
+        if (message.fuelLastsToFinish)
+            return "no stop needed";
+        return "add " + fuel(message.fuelToAdd, live) + " at the stop";
+    }
     // Unlimited laps are sent as 32767.
     const lapLimit = (laps) => (laps >= 32767 || laps < 0 ? null : laps);
 
@@ -130,5 +211,5 @@ const Kvb = (() => {
             element.textContent = text;
     };
 
-    return { connect, flags, temperature, fuel, fuelPerHour, speed, compass, clock, weather, lapLimit, field };
+    return { connect, awake: null, flags, temperature, fuel, fuelStop, fuelPerHour, speed, compass, clock, weather, lapLimit, field };
 })();

@@ -15,6 +15,8 @@ const fields = {
     fuel: ["Fuel", (live) => Kvb.fuel(live.FuelLevel, live)],
     fuelpct: ["Fuel", (live) => Math.round(live.FuelLevelPct * 100) + " %"],
     fuellaps: ["Fuel laps", (live, message) => (message.fuelLapsLeft !== null ? message.fuelLapsLeft.toFixed(1) : "–")],
+    tofinish: ["To flag", (live, message) => (message.fuelToFinish !== null ? Kvb.fuel(message.fuelToFinish, live) : "–")],
+    fuelstop: ["Stop", (live, message) => Kvb.fuelStop(message, live)],
     flags: ["Flag", (live) => {
         const flags = Kvb.flags(live.SessionFlags);
         return flags.length ? flags[0].name : "–";

@@ -20,6 +20,8 @@ function cells(car) {
     ]);
 }
 
+const labels = [...document.querySelectorAll("#cars thead th")].map((th) => th.textContent);
+
 function show(team) {
     document.body.dataset.broker = team.broker;
     Kvb.field("broker", team.text);
@@ -38,11 +40,13 @@ function show(team) {
         } catch (error) {
             texts = [String(car.car), "unreadable"];
         }
-        for (const text of texts) {
+        texts.forEach((text, index) => {
             const cell = document.createElement("td");
             cell.textContent = text;
+            // A phone shows each car as a card, each value under its column's name.
+            cell.dataset.label = labels[index] || "";
             row.appendChild(cell);
-        }
+        });
         return row;
     }));
     document.getElementById("empty").hidden = cars.length > 0;
