@@ -22,7 +22,7 @@ std::optional<int> wholeNumber(const QJsonValue &value, int low, int high)
 }
 } // namespace
 
-std::optional<Command> Command::fromJson(const std::string &text, QString *error)
+std::optional<Command> Command::fromJson(const std::string &text, QString *error, QJsonValue *id)
 {
     const QJsonDocument document = UntrustedJson::parse(QByteArray::fromStdString(text));
     if (!document.isObject()) {
@@ -32,6 +32,8 @@ std::optional<Command> Command::fromJson(const std::string &text, QString *error
     const QJsonObject object = document.object();
     Command command;
     command.id = object.value(QLatin1String("id"));
+    if (id)
+        *id = command.id;
     const QJsonValue macro = object.value(QLatin1String("macro"));
     const QJsonValue key = object.value(QLatin1String("key"));
     if (!macro.isUndefined() && key.isUndefined()) {
@@ -65,6 +67,14 @@ std::string Command::result(bool ok, const QString &replyOrError) const
                        {kind == Macro ? QStringLiteral("macro") : QStringLiteral("key"), value},
                        {QStringLiteral("ok"), ok},
                        {ok ? QStringLiteral("reply") : QStringLiteral("error"), replyOrError}};
+    if (!id.isUndefined())
+        object.insert(QStringLiteral("id"), id);
+    return QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString();
+}
+
+std::string Command::errorMessage(const QString &error, const QJsonValue &id)
+{
+    QJsonObject object{{QStringLiteral("type"), QStringLiteral("error")}, {QStringLiteral("error"), error}};
     if (!id.isUndefined())
         object.insert(QStringLiteral("id"), id);
     return QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString();

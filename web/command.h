@@ -17,9 +17,12 @@ struct Command
     QJsonValue id = QJsonValue::Undefined; // the request's "id", echoed in the result
     std::weak_ptr<Viewer> from;
 
-    // Reads {"macro":N} or {"key":CODE}, CODE a number or a key name, with an optional "id".
-    // Nothing, and `error` in words, when the text is no such request.
-    static std::optional<Command> fromJson(const std::string &text, QString *error);
+    // Reads {"macro":N} or {"key":CODE}, CODE a number or a key name in any case, with an
+    // optional "id". Nothing, and `error` in words, when the text is no such request. `id`, when
+    // given, gets the message's "id" (undefined without one) so that an error can carry it too.
+    static std::optional<Command> fromJson(const std::string &text, QString *error, QJsonValue *id = nullptr);
+    // The answer to a message that is no press, carrying the id it came with.
+    static std::string errorMessage(const QString &error, const QJsonValue &id);
     // The answer to this command as a Result message.
     std::string result(bool ok, const QString &replyOrError) const;
     // Hands that answer to the browser that pressed, if it is still there.

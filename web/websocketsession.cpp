@@ -1,8 +1,5 @@
 #include "websocketsession.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
-
 #include <chrono>
 
 void WebSocketSession::run(http::request<http::string_body> request)
@@ -108,7 +105,8 @@ void WebSocketSession::onRead(beast::error_code error, std::size_t)
     const std::string text = beast::buffers_to_string(buffer.data());
     buffer.consume(buffer.size());
     QString problem;
-    if (std::optional<Command> command = Command::fromJson(text, &problem)) {
+    QJsonValue id;
+    if (std::optional<Command> command = Command::fromJson(text, &problem, &id)) {
         command->from = weak_from_this();
         const PressRate::Clock::time_point now = PressRate::Clock::now();
         if (pressRate.take(command->kind, now) && context.pressRate->take(command->kind, now))
@@ -116,10 +114,7 @@ void WebSocketSession::onRead(beast::error_code error, std::size_t)
         else
             command->answer(false, QStringLiteral("too fast"));
     } else {
-        const QJsonObject reply{{QStringLiteral("type"), QStringLiteral("error")},
-                                {QStringLiteral("error"), problem}};
-        take(Channel::Result, std::make_shared<const std::string>(
-                                  QJsonDocument(reply).toJson(QJsonDocument::Compact).toStdString()));
+        take(Channel::Result, std::make_shared<const std::string>(Command::errorMessage(problem, id)));
     }
     read();
 }

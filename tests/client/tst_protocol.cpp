@@ -1,6 +1,8 @@
 #include "appsettings.h"
 #include "serverfixture.h"
 
+#include <QElapsedTimer>
+#include <QLoggingCategory>
 #include <QRegularExpression>
 
 // Every exchange block of PROTOCOL.md replayed against a real server, byte for byte; the test
@@ -11,17 +13,25 @@ class tst_Protocol : public QObject
 private slots:
     void exchanges_data();
     void exchanges();
+    void jsonExamples();
+    void reconnectRule();
 };
+
+namespace {
+QRegularExpressionMatchIterator blocksOf(const char *kind)
+{
+    QFile file(QStringLiteral(KVB_PROTOCOL));
+    file.open(QIODevice::ReadOnly);
+    return QRegularExpression(QStringLiteral("```%1\n(.*?)```").arg(kind),
+                              QRegularExpression::DotMatchesEverythingOption)
+        .globalMatch(QString::fromUtf8(file.readAll()));
+}
+} // namespace
 
 void tst_Protocol::exchanges_data()
 {
     QTest::addColumn<QStringList>("lines");
-    QFile file(QStringLiteral(KVB_PROTOCOL));
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    const QString text = QString::fromUtf8(file.readAll());
-    QRegularExpressionMatchIterator blocks =
-        QRegularExpression("```exchange\n(.*?)```", QRegularExpression::DotMatchesEverythingOption)
-            .globalMatch(text);
+    QRegularExpressionMatchIterator blocks = blocksOf("exchange");
     int count = 0;
     while (blocks.hasNext()) {
         const QStringList lines = blocks.next().captured(1).split('\n');
@@ -73,6 +83,94 @@ void tst_Protocol::exchanges()
             QTRY_VERIFY(f.server.clientConnected);
         }
     }
+}
+
+// kvbeacon-web's messages as its JSON writer makes them: compact, keys sorted (an MQTT payload's
+// "time" put in front). A line that begins with a blank continues the one before.
+void tst_Protocol::jsonExamples()
+{
+    QRegularExpressionMatchIterator blocks = blocksOf("json");
+    int count = 0;
+    while (blocks.hasNext()) {
+        for (QString message : blocks.next().captured(1).remove("\n ").split('\n', Qt::SkipEmptyParts)) {
+            message.replace(QRegularExpression("^\\{\"time\":\\d+,"), "{");
+            const QByteArray bytes = message.toUtf8();
+            QCOMPARE(QJsonDocument::fromJson(bytes).toJson(QJsonDocument::Compact), bytes);
+            ++count;
+        }
+    }
+    QVERIFY(count >= 6);
+}
+
+// A client that closes and connects again at once may have its connect noted before the old
+// connection's disconnect, which then pauses the publishing: its documents stand still. The
+// rule (pause, check that SessionTimeSinceStarted moves, else connect again) gets past that.
+void tst_Protocol::reconnectRule()
+{
+    QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false")); // the server's lines
+    kvServer server(nullptr, nullptr);
+    server.StartServer(QString(), 0);
+    // The telemetry poll on the main thread, as in kvBeacon: every 100 ms it waits for the
+    // simulator's next row (at 60 rows a second, 0 to 16 ms), then publishes while no client
+    // has left since the last connect.
+    SessionData simulator;
+    QTimer poll;
+    int polls = 0;
+    connect(&poll, &QTimer::timeout, [&] {
+        QThread::msleep(static_cast<unsigned long>(polls++ % 17));
+        simulator.SessionTimeSinceStarted = polls / 10.0;
+        if (server.clientConnected)
+            server.publish(simulator);
+    });
+    poll.start(100);
+
+    constexpr int rounds = 20;
+    int frozen = 0, moving = 0, retries = 0; // read once `done` is set
+    std::atomic<bool> done{false};
+    // The client on a thread of its own, as another program would be, so that the server's
+    // main thread orders the events as it would in kvBeacon.
+    ClientThreads client(1, [&](int) {
+        QElapsedTimer clock;
+        clock.start();
+        const auto inTime = [&] { return clock.elapsed() < 16000; };
+        BeaconClient c;
+        // Whether SessionTimeSinceStarted changes within three polls.
+        const auto moves = [&] {
+            const std::optional<LiveDocument> first = c.live(1000);
+            QElapsedTimer since;
+            since.start();
+            while (first && since.elapsed() < 300) {
+                QTest::qWait(20);
+                const std::optional<LiveDocument> now = c.live(1000);
+                if (now && now->SessionTimeSinceStarted != first->SessionTimeSinceStarted)
+                    return true;
+            }
+            return false;
+        };
+        c.connectTo(loopback, server.serverPort());
+        for (int i = 0; i < rounds && inTime(); ++i) {
+            c.reconnect();
+            frozen += !moves();
+        }
+        for (int i = 0; i < rounds && inTime(); ++i) {
+            for (int attempt = 0; attempt < 4; ++attempt) {
+                c.close();
+                QTest::qWait(50);
+                c.reconnect();
+                if (moves()) {
+                    ++moving;
+                    break;
+                }
+                ++retries;
+            }
+        }
+        done = true;
+    });
+    QTRY_VERIFY_WITH_TIMEOUT(done, 20000);
+    qInfo("Closed and connected again at once: %d of %d froze. With a pause of 50 ms and the check: "
+          "%d of %d moving, after %d retries.",
+          frozen, rounds, moving, rounds, retries);
+    QCOMPARE(moving, rounds);
 }
 
 QTEST_MAIN(tst_Protocol)

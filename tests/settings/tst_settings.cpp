@@ -52,6 +52,15 @@ void tst_Settings::documentsFolder_data()
     QTest::newRow("texts") << QByteArray("[Autochat Messages]\nAutoChatStr1=Pit this lap\nAutoChatStr2=a,b\n"
                                          "AutoChatStr3=\"quoted, kept\"\nAutoChatStr15=last\n")
                            << "Pit this lap|a,b|quoted, kept||||||||||||last";
+    // Read as Latin-1: UTF-8 arrives encoded twice. Blanks around an unquoted comma, quotes, and
+    // all behind a ";" are dropped; backslash escapes are decoded.
+    QTest::newRow("encoding and format")
+        << QByteArray(
+               "[Autochat Messages]\nAutoChatStr1=Gr\xc3\xbc\xc3\x9f\x65 \xf0\x9f\x8f\x81\n"
+               "AutoChatStr2=Gr\xfc\xdf\x65\nAutoChatStr3=a, b ,c\nAutoChatStr4=say \"hi\" now; later\n"
+               "AutoChatStr5=back\\\\slash \\x41\n")
+        << QString::fromLatin1("Gr\xc3\xbc\xc3\x9f\x65 \xf0\x9f\x8f\x81|Gr\xfc\xdf\x65|a,b,c|say hinow|"
+                               "back\\slash A||||||||||");
     QTest::newRow("no chat section") << QByteArray("[Other]\nkey=value\n") << "||||||||||||||";
     QTest::newRow("no app.ini") << QByteArray() << "iRacing not found";
     QTest::newRow("a folder named app.ini") << QByteArray("dir") << "iRacing not found";

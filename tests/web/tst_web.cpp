@@ -377,7 +377,7 @@ void tst_Web::pressesAndBadRequests()
     QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
 
     browser.send(R"({"macro":3,"id":"m3"})");
-    browser.send(R"({"key":"F1","id":7})");
+    browser.send(R"({"key":"f1","id":7})"); // a key's name in any case
     browser.send(R"({"key":65})");
     QTRY_COMPARE(browser.of(QStringLiteral("result")).size(), 3);
     QCOMPARE(chats.size(), 1);
@@ -389,14 +389,18 @@ void tst_Web::pressesAndBadRequests()
     QCOMPARE(results.at(1), json(R"({"type":"result","key":112,"ok":true,"reply":"KEY OK","id":7})"));
     QVERIFY(!results.at(2).contains("id"));
 
-    // What is no press gets an error and reaches nobody; the socket stays open.
+    // What is no press gets an error, with the id it came with, and reaches nobody; the socket
+    // stays open.
     for (const char *bad :
-         {"not json", "[3]", R"({"macro":16})", R"({"macro":0})", R"({"macro":2.5})",
-          R"({"key":"NOSUCHKEY"})", R"({"key":300})", R"({"macro":6e47})", R"({"key":-1e300})",
+         {"not json", "[3]", R"({"macro":16})", R"({"macro":0,"id":"m0"})", R"({"macro":2.5})",
+          R"({"key":"NOSUCHKEY","id":5})", R"({"key":300})", R"({"macro":6e47})", R"({"key":-1e300})",
           R"({"key":{"a":1},"key":{"b":2}})", R"({"macro":1,"key":65})", "{}"})
         browser.send(bad);
     QTRY_COMPARE(browser.of(QStringLiteral("error")).size(), 12);
-    QVERIFY(browser.last(QStringLiteral("error")).value("error").toString().contains("\"macro\" or \"key\""));
+    const QList<QJsonObject> errors = browser.of(QStringLiteral("error"));
+    QVERIFY(errors.at(3).value("id") == "m0" && errors.at(5).value("id") == 5 &&
+            !errors.at(4).contains("id"));
+    QVERIFY(errors.last().value("error").toString().contains("\"macro\" or \"key\""));
     browser.send(R"({"macro":1})");
     QTRY_COMPARE(chats.size(), 2);
     QCOMPARE(keys.size(), 2);
