@@ -2,6 +2,9 @@
 
 #include "websocketsession.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
+
 #include <chrono>
 
 namespace {
@@ -91,7 +94,8 @@ void HttpSession::refuse(http::status status, const char *why, unsigned version)
 
 void HttpSession::respond(const http::request<http::string_body> &request)
 {
-    const auto reply = [&](http::status status, std::string contentType, std::string body) {
+    const std::string path = pathOf(request.target());
+    const Reply reply = [&](http::status status, std::string contentType, std::string body) {
         http::response<http::string_body> response{status, request.version()};
         secure(response, contentType);
         response.set(http::field::content_type, contentType);
@@ -99,7 +103,7 @@ void HttpSession::respond(const http::request<http::string_body> &request)
         response.set(http::field::cache_control, "no-store");
         response.keep_alive(request.keep_alive());
         if (status == http::status::method_not_allowed)
-            response.set(http::field::allow, "GET, HEAD");
+            response.set(http::field::allow, path == "/api/buttons" ? "GET, HEAD, PUT" : "GET, HEAD");
         // HEAD tells the length that GET would send; preparing its empty body would say 0.
         if (request.method() != http::verb::head) {
             response.body() = std::move(body);
@@ -109,7 +113,10 @@ void HttpSession::respond(const http::request<http::string_body> &request)
         }
         send(std::move(response));
     };
-    const std::string path = pathOf(request.target());
+    if (path == "/api/buttons" && context.buttons && request.method() == http::verb::put) {
+        saveButtons(request, reply);
+        return;
+    }
     if (request.method() != http::verb::get && request.method() != http::verb::head) {
         reply(http::status::method_not_allowed, "text/plain; charset=utf-8",
               "Only GET and HEAD are served\n");
@@ -143,6 +150,10 @@ void HttpSession::respond(const http::request<http::string_body> &request)
                 R"({"type":"team","broker":"off","text":"Team sharing is off: start kvbeacon-web with --mqtt"})");
         return;
     }
+    if (path == "/api/buttons" && context.buttons) {
+        reply(http::status::ok, "application/json", context.buttons->json());
+        return;
+    }
     if (path == "/api/phone" && context.phone) {
         reply(http::status::ok, "application/json", context.phone->json());
         return;
@@ -167,4 +178,33 @@ void HttpSession::send(http::response<http::string_body> &&response)
                           }
                           self->read();
                       });
+}
+
+// A page's new button box. Only kvbeacon-web's own pages may change it: another site's page
+// sends its own Origin, and its form cannot send JSON without asking first (which is never
+// answered here).
+void HttpSession::saveButtons(const http::request<http::string_body> &request, const Reply &reply)
+{
+    const beast::string_view origin = request[http::field::origin];
+    const beast::string_view host = request[http::field::host];
+    if (!context.access->originAllowed(std::string_view(origin.data(), origin.size()),
+                                       std::string_view(host.data(), host.size()))) {
+        reply(http::status::forbidden, "text/plain; charset=utf-8", AccessRules::originRefusal);
+        return;
+    }
+    if (!request[http::field::content_type].starts_with("application/json")) {
+        reply(http::status::unsupported_media_type, "text/plain; charset=utf-8",
+              "A button box is sent as application/json\n");
+        return;
+    }
+    QString error;
+    if (!context.buttons->replace(QByteArray::fromStdString(request.body()), &error)) {
+        reply(http::status::bad_request, "application/json",
+              QJsonDocument(QJsonObject{{QStringLiteral("type"), QStringLiteral("error")},
+                                        {QStringLiteral("error"), error}})
+                  .toJson(QJsonDocument::Compact)
+                  .toStdString());
+        return;
+    }
+    reply(http::status::ok, "application/json", context.buttons->json());
 }

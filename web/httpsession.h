@@ -3,6 +3,7 @@
 #include "beast.h"
 #include "webcontext.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -20,7 +21,9 @@ public:
 private:
     void read();
     void onRead(beast::error_code error, std::size_t);
+    using Reply = std::function<void(http::status, std::string contentType, std::string body)>;
     void respond(const http::request<http::string_body> &request);
+    void saveButtons(const http::request<http::string_body> &request, const Reply &reply);
     void send(http::response<http::string_body> &&response);
     void refuse(http::status status, const char *why, unsigned version);
 

@@ -152,8 +152,13 @@ int main(int argc, char *argv[])
         hub.attach(broker);
     }
     platform::raiseFileLimit();
+    warning.clear();
+    ButtonBox buttons(QFileInfo(defaultConfig).absolutePath() + QStringLiteral("/buttons.json"), &warning);
+    if (!warning.isEmpty())
+        std::fprintf(stderr, "kvbeacon-web: warning: %s\n", qPrintable(warning));
     WebContext context{hub, pages, [&link](Command command) { link.enqueue(std::move(command)); },
                        team.get()};
+    context.buttons = &buttons;
     context.access = std::make_shared<const AccessRules>(parser.values(QStringLiteral("allow-host")));
     WebServer server(std::move(context));
     std::string error;

@@ -1,6 +1,7 @@
 #include "appsettings.h"
 #include "beaconclient.h"
 #include "beaconlink.h"
+#include "buttonbox.h"
 #include "fuelestimate.h"
 #include "kvserver.h"
 #include "pages.h"
@@ -83,6 +84,7 @@ struct Companion
     {
         WebContext context{hub, pages, [this](Command command) { link.enqueue(std::move(command)); }};
         context.connections = std::make_shared<ConnectionLimits>(ConnectionLimits::defaultTotal, perAddress);
+        context.buttons = &buttons;
         return context;
     }
     static BeaconLink::Timing timing()
@@ -101,6 +103,8 @@ struct Companion
 
     Hub hub;
     const Pages pages;
+    QTemporaryDir config;
+    ButtonBox buttons{config.filePath(QStringLiteral("buttons.json"))};
     BeaconLink link;
     WebServer server;
     std::unique_ptr<PhoneAddress> phone;
@@ -222,6 +226,7 @@ private slots:
     void webSocketFeed();
     void pressesAndBadRequests();
     void refusesHostileRequests();
+    void buttonBoxFromThePages();
     void pressesHaveARate();
     void boundedConnections();
     void recoversFromEveryLoss();
@@ -604,6 +609,40 @@ void tst_Web::refusesHostileRequests()
     }
     QVERIFY(
         raw(port, "GET / HTTP/1.1\r\nHost: x.example\r\n\r\n").contains("X-Content-Type-Options: nosniff"));
+}
+
+// The key buttons a page sets up are kept whole and checked: only kvbeacon-web's own pages may
+// change them, in JSON, with keys it knows; a file that cannot be read is left for the user.
+void tst_Web::buttonBoxFromThePages()
+{
+    Companion web(1);
+    const QByteArray here = "127.0.0.1:" + QByteArray::number(web.server.port());
+    const auto put = [&](const QByteArray &origin, const QByteArray &type, const QByteArray &body) {
+        return raw(web.server.port(), "PUT /api/buttons HTTP/1.1\r\nHost: " + here + "\r\nOrigin: " + origin +
+                                          "\r\nContent-Type: " + type + "\r\nContent-Length: " +
+                                          QByteArray::number(body.size()) + "\r\n\r\n" + body);
+    };
+    const QByteArray box = R"({"keys":[{"key":"f5","label":"  Wipers "},{"key":"A","label":""}]})";
+    QVERIFY(put("http://evil.example", "application/json", box).startsWith("HTTP/1.1 403"));
+    QVERIFY(put("http://" + here, "text/plain", box).startsWith("HTTP/1.1 415"));
+    QVERIFY(put("http://" + here, "application/json", R"({"keys":[{"key":"NOPE"}]})")
+                .contains("no key kvBeacon knows"));
+    QVERIFY(!QFile::exists(web.config.filePath("buttons.json")));
+    const QByteArray saved = put("http://" + here, "application/json", box);
+    QVERIFY2(saved.startsWith("HTTP/1.1 200") &&
+                 saved.contains(R"("keys":[{"key":"F5","label":"Wipers"},{"key":"A","label":"A"}])"),
+             saved.constData());
+    ButtonBox reread(web.config.filePath("buttons.json"));
+    QCOMPARE(QByteArray::fromStdString(reread.json()), QByteArray::fromStdString(web.buttons.json()));
+
+    QFile file(web.config.filePath("buttons.json"));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("{\"keys\": [{\"key\"") > 0);
+    file.close();
+    QString warning;
+    ButtonBox broken(file.fileName(), &warning);
+    QVERIFY2(warning.contains("cannot be read") && broken.json().find(R"("keys":[])") != std::string::npos,
+             qPrintable(warning));
+    QCOMPARE(QFileInfo(file).size(), qint64(16));
 }
 
 // A page or a script that sends presses without end runs a few, and is told the rest came too

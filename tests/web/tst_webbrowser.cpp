@@ -68,6 +68,7 @@ private slots:
     void fuelToTheFlag();
     void layoutsFitTheHolder();
     void screenStaysOnAndInstalls();
+    void buttonBoxSetUpOnThePage();
 
 private:
     QUrl url(const QString &path) const
@@ -83,6 +84,10 @@ private:
     }
     bool startWeb()
     {
+        // The button box is kept in the config folder: the test's own.
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), dir.filePath(QStringLiteral("config")));
+        web.process.setProcessEnvironment(environment);
         return web.start(QStringLiteral(KVB_WEB),
                          {"--port", QString::number(webPort), "--beacon",
                           QStringLiteral("127.0.0.1:%1").arg(beaconPort), "--mqtt", broker.url("ann"),
@@ -441,6 +446,60 @@ void tst_WebBrowser::screenStaysOnAndInstalls()
     QVERIFY(!browser.run("return document.getElementById('fullscreen').hidden;").toBool());
     QVERIFY(browser.click("#fullscreen"));
     QTRY_VERIFY_WITH_TIMEOUT(browser.run("return document.fullscreenElement !== null;").toBool(), 5000);
+}
+
+// The driver sets the key buttons up by tapping: adds two keys picked from the list (one with a
+// label of its own), moves one up, removes one, saves. The box survives a reload, shows in a
+// second browser (the tablet beside the phone), and its new key reaches the simulator.
+void tst_WebBrowser::buttonBoxSetUpOnThePage()
+{
+    browser.open(url("/buttons"));
+    const auto keys = [](WebDriver &in) {
+        return in
+            .run("return [...document.querySelectorAll('#keys button.key')]"
+                 ".map(b => b.querySelector('.label').textContent + ':' + b.dataset.key).join();")
+            .toString();
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(keys(browser), QStringLiteral("Pit limiter:A"), 5000);
+    QTRY_VERIFY(browser
+                    .run("return document.querySelectorAll('#new-key option').length === 0 && "
+                         "fetch('/api/buttons').then(r => r.ok);")
+                    .toBool());
+    QVERIFY(browser.click("#edit-keys"));
+    QTRY_VERIFY(browser.run("return document.querySelectorAll('#new-key option').length;").toInt() > 60);
+    QVERIFY(browser
+                .run("document.getElementById('new-key').value = 'F5';"
+                     "document.getElementById('new-label').value = 'Wipers'; return true;")
+                .toBool());
+    QVERIFY(browser.click("#add-key"));
+    QVERIFY(browser.run("document.getElementById('new-key').value = 'NUMPAD1'; return true;").toBool());
+    QVERIFY(browser.click("#add-key"));
+    QVERIFY(browser.click("#key-list li[data-key='F5'] .up"));
+    QVERIFY(browser.click("#key-list li[data-key='NUMPAD1'] .remove"));
+    photograph("buttons-editing");
+    QVERIFY(browser.click("#save-keys"));
+    QTRY_COMPARE_WITH_TIMEOUT(keys(browser), QStringLiteral("Wipers:F5,Pit limiter:A"), 5000);
+    photograph("buttons-edited");
+
+    browser.open(url("/buttons"));
+    QTRY_COMPARE_WITH_TIMEOUT(keys(browser), QStringLiteral("Wipers:F5,Pit limiter:A"), 5000);
+    WebDriver tablet;
+    QVERIFY2(tablet.start(), "a second Chromium did not start");
+    tablet.open(QUrl(QStringLiteral("http://phone.test:%1/buttons").arg(webPort)));
+    QTRY_COMPARE_WITH_TIMEOUT(keys(tablet), QStringLiteral("Wipers:F5,Pit limiter:A"), 8000);
+    // A link's keys still win over the kept box.
+    browser.open(url("/buttons?keys=Black%20box:F1"));
+    QTRY_COMPARE_WITH_TIMEOUT(keys(browser), QStringLiteral("Pit limiter:A,Black box:F1"), 5000);
+
+    browser.open(url("/buttons"));
+    QTRY_COMPARE_WITH_TIMEOUT(keys(browser), QStringLiteral("Wipers:F5,Pit limiter:A"), 5000);
+    QVERIFY(standIn.send("focus"));
+    const int pressed = standIn.count("key down");
+    // kvBeacon sees the focus at its next session poll: until then the key is dropped.
+    QTRY_VERIFY_WITH_TIMEOUT(browser.click("button.key[data-key='F5']") &&
+                                 QTest::qWaitFor([&] { return standIn.count("key down") > pressed; }, 400),
+                             6000);
+    QVERIFY(standIn.count("keysym=F5\n") > 0);
 }
 
 QTEST_MAIN(tst_WebBrowser)
