@@ -14,10 +14,33 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QStandardPaths>
+#include <QTime>
 
 #include <cstdio>
 #include <memory>
+
+namespace {
+// Tells the person at the console how the link to kvBeacon stands, once per change.
+class ConsoleState : public Viewer
+{
+public:
+    void deliver(Channel channel, std::shared_ptr<const std::string> message) override
+    {
+        if (channel != Channel::State)
+            return;
+        const QString text = QJsonDocument::fromJson(QByteArray::fromStdString(*message))
+                                 .object()
+                                 .value(QLatin1String("text"))
+                                 .toString();
+        std::printf("kvbeacon-web: %s  %s\n",
+                    qPrintable(QTime::currentTime().toString(QStringLiteral("HH:mm:ss"))), qPrintable(text));
+        std::fflush(stdout);
+    }
+};
+} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -189,6 +212,8 @@ int main(int argc, char *argv[])
     std::printf("Anyone who reaches this port can run the driver's chat macros and press keys in the\n"
                 "simulator: keep it on a trusted network.\n");
     std::fflush(stdout);
+    const auto console = std::make_shared<ConsoleState>();
+    hub.attach(console);
     if (parser.isSet(QStringLiteral("open"))) {
         const QString page = QStringLiteral("http://localhost:%1/phone").arg(server.port());
         if (!platform::openInBrowser(page))
