@@ -10,7 +10,6 @@ const Kvb = (() => {
     // been live for a minute. The Screen Wake Lock where the browser offers it (a secure context:
     // localhost, not a LAN address over plain HTTP), else NoSleep.js's muted looping video, which
     // a browser may start only on a tap. A corner says which.
-    const releaseAfterMs = 60000;
     function keepScreenOn(badge) {
         const sleep = new NoSleep();
         // Muted, so that a browser may start it without waiting for a tap.
@@ -18,7 +17,7 @@ const Kvb = (() => {
             sleep.noSleepVideo.muted = true;
             sleep.noSleepVideo.setAttribute("muted", "");
         }
-        const keeper = { mode: "off", wanted: false, video: sleep.noSleepVideo || null };
+        const keeper = { mode: "off", wanted: false, video: sleep.noSleepVideo || null, releaseAfterMs: 60000 };
         let lastLive = 0;
         const show = (mode, text) => {
             keeper.mode = mode;
@@ -40,7 +39,7 @@ const Kvb = (() => {
         };
         document.addEventListener("pointerdown", () => { if (keeper.wanted) hold(); }, true);
         setInterval(() => {
-            if (keeper.wanted && Date.now() - lastLive > releaseAfterMs) {
+            if (keeper.wanted && Date.now() - lastLive > keeper.releaseAfterMs) {
                 keeper.wanted = false;
                 sleep.disable();
                 show("off", "");
