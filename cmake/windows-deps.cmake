@@ -1,6 +1,7 @@
 # What kvbeacon-web links on Windows, cross-built by scripts/mingw-deps into KVB_MINGW_DEPS
-# (OpenSSL, libmosquitto, libqrencode), and the headers of Boost and of nlohmann's JSON. The
-# same target names as the Linux build gives them, so that web/ names each library once.
+# (OpenSSL, libmosquitto, libqrencode), and the headers of Boost (nlohmann's JSON comes from
+# cmake/nlohmann.cmake). The same target names as the Linux build gives them, so that web/ names
+# each library once.
 # Without them kvbeacon-web is left out and kvBeacon itself still builds.
 set(KVB_MINGW_DEPS "" CACHE PATH "The folder scripts/mingw-deps printed")
 if(NOT KVB_MINGW_DEPS)
@@ -26,13 +27,6 @@ target_include_directories(Boost::headers SYSTEM INTERFACE "${boost_root}")
 target_link_libraries(Boost::headers INTERFACE ws2_32 mswsock)
 # Beast's templates make more sections than a PE object holds by default.
 target_compile_options(Boost::headers INTERFACE -Wa,-mbig-obj)
-# nlohmann's JSON is header-only too, reached the same way.
-set(KVB_NLOHMANN_HEADERS /usr/include/nlohmann CACHE PATH "The host's nlohmann JSON headers")
-set(nlohmann_root "${CMAKE_BINARY_DIR}/nlohmann-headers")
-file(MAKE_DIRECTORY "${nlohmann_root}")
-file(CREATE_LINK "${KVB_NLOHMANN_HEADERS}" "${nlohmann_root}/nlohmann" SYMBOLIC)
-add_library(nlohmann_json::nlohmann_json INTERFACE IMPORTED GLOBAL)
-target_include_directories(nlohmann_json::nlohmann_json SYSTEM INTERFACE "${nlohmann_root}")
 
 function(kvb_import_dll name implib)
     add_library(${name} SHARED IMPORTED GLOBAL)

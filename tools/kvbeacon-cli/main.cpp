@@ -2,6 +2,7 @@
 #include "beaconclient.h"
 #include "doctor.h"
 #include "keynames.h"
+#include "record.h"
 #include "watch.h"
 
 #include <QCommandLineParser>
@@ -33,6 +34,9 @@ const Command commands[] = {
     {"watch", "[--fields A,B,C] [--hz N] [--count N]",
      "Shows live values as they change: a table redrawn in place on a terminal, one JSON line per sample "
      "otherwise. Connects anew when the connection goes or the values stop moving."},
+    {"record", "FILE [--hz N] [--duration SECONDS]",
+     "Records both documents and the chat texts into FILE, one JSON line a sample, until Ctrl-C or the "
+     "duration; the simulator stand-in replays it (kvbeacon-simulator --replay FILE)."},
     {"doctor", "", "Says in plain words what stands between a client and kvBeacon's data."},
 };
 
@@ -88,8 +92,9 @@ int main(int argc, char *argv[])
     const QCommandLineOption fields("fields", "The keys to watch.", "A,B,C");
     const QCommandLineOption hz("hz", "Samples a second, 1 to 10.", "N", "10");
     const QCommandLineOption count("count", "Stop after this many samples.", "N", "0");
+    const QCommandLineOption duration("duration", "Stop recording after this many seconds.", "SECONDS", "0");
     const QCommandLineOption help({"h", "help"}, "This text.");
-    parser.addOptions({host, port, timeout, field, fields, hz, count, help});
+    parser.addOptions({host, port, timeout, field, fields, hz, count, duration, help});
     parser.addPositionalArgument("command", "The command.");
     if (!parser.parse(app.arguments()))
         return fail(Doctor::Usage, parser.errorText());
@@ -108,7 +113,8 @@ int main(int argc, char *argv[])
                         ? QStringLiteral("no command given; see --help")
                         : QStringLiteral("unknown command \"%1\"; see --help").arg(arguments.first()));
     const QString name = QLatin1String(command->name);
-    const bool needsArgument = name == QLatin1String("macro") || name == QLatin1String("key");
+    const bool needsArgument =
+        name == QLatin1String("macro") || name == QLatin1String("key") || name == QLatin1String("record");
     if (arguments.size() != (needsArgument ? 2 : 1))
         return fail(Doctor::Usage, QStringLiteral("usage: kvbeacon-cli %1 %2").arg(name, command->arguments));
     bool ok = false, portOk = false;
@@ -138,6 +144,17 @@ int main(int argc, char *argv[])
         if (options.hz < 1 || options.hz > 10 || options.count < 0)
             return fail(Doctor::Usage, QStringLiteral("--hz takes 1 to 10 and --count 0 or more"));
         return Watch::run(client, options);
+    }
+    if (name == QLatin1String("record")) {
+        Record::Options options;
+        options.file = arguments.at(1);
+        options.source = QStringLiteral("%1:%2").arg(parser.value(host)).arg(portNumber);
+        options.hz = parser.value(hz).toInt();
+        options.seconds = parser.value(duration).toDouble(&ok);
+        options.timeoutMs = timeoutMs;
+        if (options.hz < 1 || options.hz > 10 || !ok || options.seconds < 0)
+            return fail(Doctor::Usage, QStringLiteral("--hz takes 1 to 10 and --duration 0 or more seconds"));
+        return Record::run(client, options);
     }
     if (name == QLatin1String("live") || name == QLatin1String("info")) {
         if (name == QLatin1String("live"))

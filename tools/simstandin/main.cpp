@@ -1,6 +1,7 @@
 // kvbeacon-simulator: plays the iRacing simulator for kvBeacon's development and tests.
 // Publishes telemetry rows and a session text through the same memory object and event
 // as the simulator, driven by a scenario file, and takes fault commands on standard input.
+#include "recording.h"
 #include "regionlayout.h"
 #include "report.h"
 #include "scenario.h"
@@ -10,6 +11,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -18,6 +20,7 @@
 #include <iostream>
 #include <map>
 #include <mutex>
+#include <set>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -73,8 +76,12 @@ bool setTrackName(std::string *text, const std::string &name)
 void usage()
 {
     std::puts(
-        "usage: kvbeacon-simulator [--scenario FILE] [--rate ROWS_PER_SECOND] [--start-tick N]\n"
-        "                          [--duration SECONDS] [--nest N] [--no-window] [--stamp]\n"
+        "usage: kvbeacon-simulator [--scenario FILE | --replay FILE] [--speed X] [--loop] [--from SECONDS]\n"
+        "                          [--rate ROWS_PER_SECOND] [--start-tick N] [--duration SECONDS]\n"
+        "                          [--nest N] [--no-window] [--stamp]\n"
+        "--replay plays a recording of kvbeacon-cli record: its live values at their times and a\n"
+        "session text made of its info values; --speed plays it faster or slower, --loop again\n"
+        "from its start at its end, --from from that many seconds into it.\n"
         "Commands on standard input, one a line:\n"
         "  stop              clear the status bit: the simulator stops publishing\n"
         "  start             set the status bit and publish again\n"
@@ -106,6 +113,10 @@ int main(int argc, char **argv)
     bool withWindow = true;
     int nesting = 0;
     bool stamp = false;
+    std::string replayPath;
+    double speed = 1;
+    double from = 0;
+    bool loop = false;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         const bool hasValue = i + 1 < argc;
@@ -123,6 +134,14 @@ int main(int argc, char **argv)
             withWindow = false;
         else if (arg == "--stamp")
             stamp = true;
+        else if (arg == "--replay" && hasValue)
+            replayPath = argv[++i];
+        else if (arg == "--speed" && hasValue)
+            speed = std::atof(argv[++i]);
+        else if (arg == "--from" && hasValue)
+            from = std::atof(argv[++i]);
+        else if (arg == "--loop")
+            loop = true;
         else {
             usage();
             return arg == "--help" ? 0 : 2;
@@ -132,23 +151,41 @@ int main(int argc, char **argv)
         report("error: the rate must lie above 0 and at most 1000 rows per second");
         return 2;
     }
+    if (speed <= 0 || speed > 100 || from < 0) {
+        report("error: --speed takes a number above 0 and at most 100, --from seconds from 0 on");
+        return 2;
+    }
 
     if (stamp)
         stampReports();
 
+    const RegionLayout layout(simulatorVariables(), 3, 256 * 1024, 8192);
     Scenario scenario;
-    std::ifstream file(scenarioPath);
-    std::string error;
+    Recording recording;
+    const bool replaying = !replayPath.empty();
+    const std::string &source = replaying ? replayPath : scenarioPath;
+    std::ifstream file(source, std::ios::binary);
+    std::string error, warning;
     if (!file) {
-        report("error: cannot read the scenario %s", scenarioPath.c_str());
+        report("error: cannot read %s", source.c_str());
         return 2;
     }
-    if (!scenario.parse(file, &error)) {
+    if (replaying) {
+        std::set<std::string> names;
+        for (const RegionLayout::Variable &variable : layout.variables())
+            names.insert(variable.name);
+        if (!recording.load(file, replayPath, names, &error, &warning)) {
+            report("error: %s", error.c_str());
+            return 2;
+        }
+        if (!warning.empty())
+            report("warning: %s", warning.c_str());
+        scenario = recording.scenario();
+    } else if (!scenario.parse(file, &error)) {
         report("error: %s: %s", scenarioPath.c_str(), error.c_str());
         return 2;
     }
-
-    const RegionLayout layout(simulatorVariables(), 3, 256 * 1024, 8192);
+    scenario.loop = scenario.loop || loop;
     for (const Scenario::Phase &phase : scenario.phases)
         for (const Scenario::Motion &motion : phase.motions)
             if (layout.indexOf(motion.variable) < 0) {
@@ -178,7 +215,14 @@ int main(int argc, char **argv)
            layout.slotCount());
     report("created event /IRSDKDataValidEvent");
     layout.setPublishing(region, true);
-    report("publishing rate=%g tick=%ld scenario=%s", rate, startTick, scenarioPath.c_str());
+    if (replaying)
+        report("publishing rate=%g tick=%ld replay=%s length=%.1f s", rate, startTick, replayPath.c_str(),
+               recording.length());
+    else
+        report("publishing rate=%g tick=%ld scenario=%s", rate, startTick, scenarioPath.c_str());
+    // In a replay, the session text as recorded at the time played, TrackName as `track` set it.
+    std::size_t textShown = std::string::npos;
+    std::string trackOverride;
 
     if (withWindow && !SimWindow::open(nesting))
         report("no display: no window");
@@ -257,9 +301,10 @@ int main(int argc, char **argv)
                 std::string name;
                 words >> name;
                 if (!name.empty() && setTrackName(&scenario.sessionText, name) &&
-                    layout.setSessionText(region, scenario.sessionText))
+                    layout.setSessionText(region, scenario.sessionText)) {
+                    trackOverride = name;
                     report("track %s", name.c_str());
-                else
+                } else
                     report("error: track needs a name, and the session text a TrackName line");
             } else if (command == "focus" || command == "unfocus") {
                 SimWindow::setFocus(command == "focus");
@@ -276,8 +321,23 @@ int main(int argc, char **argv)
         if (duration > 0 && now - launched >= std::chrono::duration<double>(duration))
             break;
         if (publishing && !stalled) {
-            const double seconds = std::chrono::duration<double>(now - started).count();
+            const double seconds = from + speed * std::chrono::duration<double>(now - started).count();
             std::map<std::string, double> values = player.valuesAt(seconds);
+            if (replaying) {
+                const auto &texts = recording.sessionTexts();
+                const double at = scenario.loop ? std::fmod(seconds, recording.length()) : seconds;
+                std::size_t index = 0;
+                while (index + 1 < texts.size() && texts[index + 1].first <= at)
+                    ++index;
+                if (index != textShown && index < texts.size()) {
+                    textShown = index;
+                    scenario.sessionText = texts[index].second;
+                    if (!trackOverride.empty())
+                        setTrackName(&scenario.sessionText, trackOverride);
+                    if (!layout.setSessionText(region, scenario.sessionText))
+                        report("error: the recorded session text is too long");
+                }
+            }
             if (player.phaseName() != phase) {
                 phase = player.phaseName();
                 report("phase %s", phase.empty() ? "(end)" : phase.c_str());

@@ -1,0 +1,168 @@
+#include "kvbeacon.h"
+#include "programoutput.h"
+#include "recording.h"
+#include "serverfixture.h"
+#include "windowfixture.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <sstream>
+#include <sys/mman.h>
+
+using namespace WindowFixture;
+
+namespace {
+// Practice, then a race with its own session entry: the fuel and the flags move, the session
+// text changes with the session.
+const char *const scenarioText =
+    "session-text-begin\nWeekendInfo:\n TrackName: replay_ring\nSessionInfo:\n Sessions:\n"
+    " - SessionNum: 0\n   SessionLaps: unlimited\n   SessionTime: 600.0000 sec\n   SessionType: Practice\n"
+    " - SessionNum: 1\n   SessionLaps: 12\n   SessionTime: unlimited\n   SessionType: Race\n"
+    "DriverInfo:\n DriverCarFuelKgPerLtr: 0.750\n DriverCarFuelMaxLtr: 80.000\n DriverCarMaxFuelPct: 0.900\n"
+    "session-text-end\n"
+    "phase Practice 2.5\nset SessionNum 0\nrate SessionTime 1\nramp FuelLevel 40 38\nset SessionFlags 4\n"
+    "phase Race 60\nset SessionNum 1\nrate SessionTime 1\nrate RaceLaps 0.5\nramp FuelLevel 70 10\n"
+    "set SessionFlags 8\nramp AirTemp 20 25\n";
+
+// A recording's samples: the time and the lines as JSON.
+QList<QJsonObject> samplesOf(const QString &path)
+{
+    QFile file(path);
+    file.open(QIODevice::ReadOnly);
+    QList<QJsonObject> samples;
+    for (const QByteArray &line : file.readAll().split('\n'))
+        if (!line.isEmpty())
+            samples.append(QJsonDocument::fromJson(line).object());
+    return samples;
+}
+} // namespace
+
+// A race recorded through kvBeacon with kvbeacon-cli, replayed by the stand-in, recorded again:
+// the two recordings agree value by value, at the same pace. Files that are no recording, or a
+// recording cut mid-line, are told apart.
+class tst_RecordReplay : public QObject
+{
+    Q_OBJECT
+private slots:
+    void roundTrip();
+    void badAndCutFiles();
+
+private:
+    QTemporaryDir dir;
+};
+
+void tst_RecordReplay::roundTrip()
+{
+    shm_unlink("/IRSDKMemMapFileName");
+    shm_unlink("/IRSDKDataValidEvent");
+    QFile file(dir.filePath(QStringLiteral("race.scenario")));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(scenarioText));
+    file.close();
+    const quint16 port = freePort();
+    QTemporaryDir documents;
+    startSettings(
+        {{"main/port", port},
+         {"main/autostartserver", true},
+         {"paths/iracingdocument", makeDocuments(documents, "[Autochat Messages]\nAutoChatStr2=Thanks\n")}});
+    ProgramOutput standIn;
+    QVERIFY(standIn.start(QStringLiteral(KVB_SIMULATOR), {"--scenario", file.fileName()}, "publishing"));
+    kvBeacon window;
+    window.show();
+    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(&window, "label_trackname")->text(),
+                              QStringLiteral("replay_ring"), 8000);
+
+    const auto record = [&](const QString &name) {
+        QProcess cli;
+        cli.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        cli.start(QStringLiteral(KVB_CLI),
+                  {"--port", QString::number(port), "record", dir.filePath(name), "--duration", "6"});
+        // The window's server answers it on this thread: the events must go on meanwhile.
+        return QTest::qWaitFor([&] { return cli.state() == QProcess::NotRunning; }, 20000) &&
+               cli.exitCode() == 0;
+    };
+    QVERIFY(record(QStringLiteral("first.jsonl")));
+    standIn.process.write("quit\n");
+    QVERIFY(standIn.process.waitForFinished(5000));
+    QVERIFY(standIn.start(QStringLiteral(KVB_SIMULATOR), {"--replay", dir.filePath("first.jsonl")},
+                          "publishing"));
+    QVERIFY(record(QStringLiteral("second.jsonl")));
+    standIn.process.write("quit\n");
+    standIn.process.waitForFinished(5000);
+
+    const QList<QJsonObject> first = samplesOf(dir.filePath("first.jsonl"));
+    const QList<QJsonObject> second = samplesOf(dir.filePath("second.jsonl"));
+    QCOMPARE(first.first()["format"].toString(), QStringLiteral("kvbeacon-recording"));
+    QVERIFY2(first.size() > 40 && second.size() > 30,
+             qPrintable(QStringLiteral("%1, %2").arg(first.size()).arg(second.size())));
+    QCOMPARE(first[1]["chat"].toArray().at(1).toString(), QStringLiteral("Thanks"));
+    // Each sample of the replay is one of the race, whole; matched by the session's clock.
+    QHash<double, QJsonObject> byTime;
+    for (const QJsonObject &sample : first.mid(1))
+        byTime.insert(sample["live"]["SessionTimeSinceStarted"].toDouble(), sample);
+    double offset = 0, worst = 0, sum = 0;
+    int matched = 0;
+    for (const QJsonObject &sample : second.mid(1)) {
+        const double time = sample["live"]["SessionTimeSinceStarted"].toDouble();
+        QVERIFY2(byTime.contains(time), qPrintable(QString::number(time)));
+        const QJsonObject original = byTime.value(time);
+        QCOMPARE(sample["live"].toObject(), original["live"].toObject());
+        const double shift = sample["t"].toDouble() - original["t"].toDouble();
+        if (matched++ == 0)
+            offset = shift;
+        worst = qMax(worst, qAbs(shift - offset));
+        sum += qAbs(shift - offset);
+    }
+    // The session text made from the recorded info reads back as the same info.
+    QJsonObject lastInfo[2];
+    for (int i = 0; i < 2; ++i)
+        for (const QJsonObject &sample : i ? second : first)
+            if (sample.contains("info"))
+                lastInfo[i] = sample["info"].toObject();
+    QCOMPARE(lastInfo[1], lastInfo[0]);
+    QCOMPARE(lastInfo[0]["SI.SessionType"].toString(), QStringLiteral("Race"));
+    const double minutes = (first.last()["t"].toDouble() - first[1]["t"].toDouble()) / 60;
+    qInfo("recording: %d samples, %.0f KB a minute at 10 Hz; replay: pace error %.3f s at worst, %.3f s on "
+          "average over %d samples",
+          int(first.size() - 1), QFileInfo(dir.filePath("first.jsonl")).size() / 1024.0 / minutes, worst,
+          sum / matched, matched);
+    // Each recorder's 10 Hz may catch a value up to one period after it came: the replay keeps
+    // the race's pace to within a period on average, and two at the very worst.
+    QVERIFY2(sum / matched <= 0.1 && worst <= 0.2,
+             qPrintable(QStringLiteral("%1 %2").arg(sum / matched).arg(worst)));
+}
+
+void tst_RecordReplay::badAndCutFiles()
+{
+    const std::set<std::string> names{"FuelLevel", "SessionTime"};
+    const auto load = [&](const std::string &text, std::string *error, std::string *warning) {
+        std::istringstream in(text);
+        Recording recording;
+        const bool ok = recording.load(in, "r.jsonl", names, error, warning);
+        return ok ? recording.length() : -1.0;
+    };
+    const std::string head = R"({"format":"kvbeacon-recording","hz":10,"version":1})"
+                             "\n";
+    const std::string sample = R"({"live":{"FuelLevel":5,"SessionTimeSinceStarted":1},"t":0})"
+                               "\n";
+    std::string error, warning;
+    QCOMPARE(load("hello\n", &error, &warning), -1.0);
+    QCOMPARE(error, std::string("r.jsonl:1: no kvBeacon recording (its first line names no format "
+                                "\"kvbeacon-recording\")"));
+    QCOMPARE(load(head + sample + "{\"t\":1}\n" + sample, &error, &warning), -1.0);
+    QCOMPARE(error, std::string("r.jsonl:3: no sample (a JSON object with \"t\" and \"live\")"));
+    QCOMPARE(load(R"({"format":"kvbeacon-recording","version":2})"
+                  "\n",
+                  &error, &warning),
+             -1.0);
+    QVERIFY(error.find("version 2") != std::string::npos);
+    // The recorder stopped mid-line: the samples before it play.
+    const std::string later = R"({"live":{"FuelLevel":4,"SessionTimeSinceStarted":2},"t":0.5})"
+                              "\n";
+    QCOMPARE(load(head + sample + later + later.substr(0, 20), &error, &warning), 0.6);
+    QCOMPARE(warning, std::string("r.jsonl:4: the last line is cut off; replaying up to line 3"));
+}
+
+QTEST_MAIN(tst_RecordReplay)
+#include "tst_recordreplay.moc"
