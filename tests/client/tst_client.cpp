@@ -1,4 +1,3 @@
-#include "appsettings.h"
 #include "serverfixture.h"
 
 #include <QTcpServer>
@@ -84,15 +83,8 @@ void tst_Client::documentsParse()
 
 void tst_Client::requestsAgainstTheServer()
 {
-    QStandardPaths::setTestModeEnabled(true);
-    QTemporaryDir folder;
-    QFile ini(folder.filePath(QStringLiteral("app.ini")));
-    QVERIFY(ini.open(QIODevice::WriteOnly) && ini.write("[Autochat Messages]\nAutoChatStr2=Box,box\n") > 0);
-    ini.close();
-    QObject owner;
-    AppSettings settings(&owner);
-    settings.setIracingDocumentPath(folder.path());
-    ServerWithClient f(&settings);
+    DocumentsSettings documents("[Autochat Messages]\nAutoChatStr2=Box,box\n");
+    ServerWithClient f(&documents.settings);
     QSignalSpy chats(&f.server, &kvServer::sigButtonChatClicked), keys(&f.server, &kvServer::sigKeyboardKey);
 
     // A request right behind one without a reply would wait in the server for more bytes.
@@ -109,7 +101,14 @@ void tst_Client::requestsAgainstTheServer()
     f.server.publish(record);
     QVERIFY(f.client.live().value_or(LiveDocument()).FuelLevel == 12.5 && f.client.info());
 
-    settings.setIracingDocumentPath(folder.filePath(QStringLiteral("gone")));
+    // A folder chosen while the client is connected counts at once.
+    QTemporaryDir other;
+    QFile ini(other.filePath(QStringLiteral("app.ini")));
+    QVERIFY(ini.open(QIODevice::WriteOnly) && ini.write("[Autochat Messages]\nAutoChatStr1=one\n") > 0);
+    ini.close();
+    documents.settings.setIracingDocumentPath(other.path());
+    QCOMPARE(f.client.chatTexts().value_or(QStringList()), QString("one" + QString(14, '|')).split('|'));
+    documents.settings.setIracingDocumentPath(other.filePath(QStringLiteral("gone")));
     QVERIFY(!f.client.chatTexts() && f.client.isConnected());
 }
 

@@ -1,4 +1,3 @@
-#include "appsettings.h"
 #include "serverfixture.h"
 
 #include <QElapsedTimer>
@@ -43,16 +42,8 @@ void tst_Protocol::exchanges_data()
 void tst_Protocol::exchanges()
 {
     QFETCH(QStringList, lines);
-    QStandardPaths::setTestModeEnabled(true);
-    QTemporaryDir folder;
-    QFile ini(folder.filePath(QStringLiteral("app.ini")));
-    QVERIFY(ini.open(QIODevice::WriteOnly));
-    ini.write("[Autochat Messages]\nAutoChatStr1=Pitting this lap\nAutoChatStr3=Box,box\n");
-    ini.close();
-    QObject owner;
-    AppSettings settings(&owner);
-    settings.setIracingDocumentPath(folder.path());
-    ServerWithClient f(&settings);
+    DocumentsSettings documents("[Autochat Messages]\nAutoChatStr1=Pitting this lap\nAutoChatStr3=Box,box\n");
+    ServerWithClient f(&documents.settings);
     SessionData simulator;
 
     // Each mark with the text that follows it, continuation lines joined by line breaks.

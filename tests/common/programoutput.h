@@ -7,6 +7,19 @@
 // reports what reaches it (rows, broadcast messages, keys, commands) there.
 struct ProgramOutput
 {
+    // Starts it anew and waits for `ready` on its output.
+    bool start(const QString &program, const QStringList &arguments, const QByteArray &ready)
+    {
+        output.clear();
+        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        process.start(program, arguments);
+        return process.waitForStarted() && waitFor(ready);
+    }
+    void stop()
+    {
+        process.kill();
+        process.waitForFinished();
+    }
     int count(const QByteArray &text) { return (output += process.readAllStandardOutput()).count(text); }
     bool waitFor(const QByteArray &text, int ms = 5000)
     {

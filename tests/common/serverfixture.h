@@ -1,11 +1,15 @@
 #pragma once
 
+#include "appsettings.h"
 #include "beaconclient.h"
 #include "kvserver.h"
 #include "kvserverthread.h"
 #include "wiremessage.h"
 
 #include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTcpServer>
+#include <QTemporaryDir>
 #include <QThread>
 #include <QtTest>
 
@@ -34,6 +38,42 @@ inline QByteArray request(int command, int id, const QByteArray &payload = QByte
 {
     return WireMessage(command, id, QString::fromLatin1(payload)).data;
 }
+
+// The server's debug lines, one per request, would bury the test's own.
+inline void quietDebugLines()
+{
+    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &text) {
+        if (type != QtDebugMsg)
+            fprintf(stderr, "%s\n", qPrintable(text));
+    });
+}
+
+// A port that nothing listens on now, on any interface.
+inline quint16 freePort()
+{
+    QTcpServer probe;
+    probe.listen(QHostAddress::Any, 0);
+    return probe.serverPort();
+}
+
+// Settings in QtTest's own location whose documents folder holds an app.ini of `appIni`.
+struct DocumentsSettings
+{
+    explicit DocumentsSettings(const QByteArray &appIni)
+    {
+        QFile ini(folder.filePath(QStringLiteral("app.ini")));
+        if (!ini.open(QIODevice::WriteOnly) || ini.write(appIni) != appIni.size())
+            qFatal("app.ini not written");
+        ini.close();
+        settings.setIracingDocumentPath(folder.path());
+    }
+    // Before the settings are made: they find their file as they are made.
+    static QObject *inTestMode(QObject *owner) { return QStandardPaths::setTestModeEnabled(true), owner; }
+
+    QTemporaryDir folder;
+    QObject owner;
+    AppSettings settings{inTestMode(&owner)};
+};
 
 // A started server on a free loopback port, its log lines recorded, and one connected
 // client. The server's debug lines are counted as frames taken in, not printed.

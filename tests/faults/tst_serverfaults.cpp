@@ -16,10 +16,7 @@ private slots:
 
 void tst_ServerFaults::hostileClientsAtOnce()
 {
-    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &text) {
-        if (type != QtDebugMsg) // the server's debug lines would drown the report
-            fprintf(stderr, "%s\n", qPrintable(text));
-    });
+    quietDebugLines();
     const ProcessFigures baseline = ProcessFigures::of();
     QScopedPointer<kvServer> server(new kvServer(nullptr, nullptr));
     server->StartServer(QString(), 0);

@@ -76,10 +76,7 @@ private:
 
 void tst_SystemFaults::initTestCase()
 {
-    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &text) {
-        if (type != QtDebugMsg)
-            fprintf(stderr, "%s\n", qPrintable(text));
-    });
+    quietDebugLines();
     makeDocuments(documents, "[Autochat Messages]\nAutoChatStr1=hi\n");
     baseline = ProcessFigures::of();
 }

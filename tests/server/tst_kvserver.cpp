@@ -1,7 +1,4 @@
-#include "appsettings.h"
 #include "serverfixture.h"
-
-#include <QTemporaryDir>
 
 #include <algorithm>
 
@@ -20,7 +17,6 @@ private slots:
     void clientsLogsAndTheSecondFrame();
     void replies_data();
     void replies();
-    void chatTextsFollowTheFolder();
     void burstBeyondQtsQueue();
     void webRequestsAreClosed_data();
     void webRequestsAreClosed();
@@ -111,26 +107,6 @@ void tst_kvServer::replies()
     // may deliver after the reply's bytes; the last request's line comes after all of them.
     passedOn << QStringLiteral("0 (Server) - Get Server name: kvBeacon");
     QTRY_COMPARE(seen, passedOn);
-}
-
-// The chat texts; a folder chosen while the client is connected counts at once. (The documents'
-// bytes over the wire are replayed from PROTOCOL.md by tst_protocol.)
-void tst_kvServer::chatTextsFollowTheFolder()
-{
-    QStandardPaths::setTestModeEnabled(true);
-    const auto folder = [](const QTemporaryDir &dir, const QByteArray &line) {
-        QFile ini(dir.filePath(QStringLiteral("app.ini")));
-        ini.open(QIODevice::WriteOnly), ini.write("[Autochat Messages]\n" + line);
-        return dir.path();
-    };
-    QTemporaryDir first, second;
-    QObject owner;
-    AppSettings settings(&owner);
-    settings.setIracingDocumentPath(folder(first, "AutoChatStr1=one\n"));
-    ServerWithClient f(&settings);
-    QCOMPARE(ask(f.client, request(205, 1)), request(205, 1, "one||||||||||||||"));
-    settings.setIracingDocumentPath(folder(second, "AutoChatStr2=two\n"));
-    QCOMPARE(ask(f.client, request(205, 2)), request(205, 2, "|two|||||||||||||"));
 }
 
 // With accepting paused, the system completes a connection only while its listen queue has

@@ -14,25 +14,21 @@ private slots:
     void readersSeeWholeRecords();
 };
 
-// The start values a client sees before any publish, then a filled record's info.
+// The live document's start values, which a client sees before any publish (the info's are
+// replayed from PROTOCOL.md by tst_protocol), then a filled record's info.
 void tst_SessionData::documents()
 {
     QCOMPARE(
-        SessionData::documentText(SessionData().InfoDocument()) +
-            SessionData::documentText(SessionData().LiveDocument()),
+        SessionData::documentText(SessionData().LiveDocument()),
         QStringLiteral(
-            "{\n    \"DI.DriverCarFuelKgPerLtr\": 0,\n    \"DI.DriverCarFuelMaxLtr\": 0,\n"
-            "    \"DI.DriverCarMaxFuelPct\": 0,\n    \"SI.SessionLaps\": -1,\n    \"SI.SessionNum\": 1,\n"
-            "    \"SI.SessionTime\": -1,\n    \"SI.SessionType\": \"n/a\",\n"
-            "    \"WI.Trackname\": \"n/a\"\n}\n{\n    \"AirDensity\": 0,\n    \"AirPressure\": 0,\n"
-            "    \"AirTemp\": 0,\n    \"DisplayUnits\": 0,\n    \"FogLevel\": 0,\n    \"FuelLevel\": 0,\n"
+            "{\n    \"AirDensity\": 0,\n    \"AirPressure\": 0,\n    \"AirTemp\": 0,\n"
+            "    \"DisplayUnits\": 0,\n    \"FogLevel\": 0,\n    \"FuelLevel\": 0,\n"
             "    \"FuelLevelPct\": 0,\n    \"FuelUsePerHour\": 0,\n    \"IsOnTrack\": false,\n"
-            "    \"IsReplayPlaying\": false,\n    \"PlayerCarClassPosition\": 0,\n"
-            "    \"PlayerCarIdx\": 0,\n    \"PlayerCarPosition\": 0,\n    \"RaceLaps\": 0,\n"
-            "    \"RelativeHumidity\": 0,\n    \"SessionFlags\": 0,\n    \"SessionLapsRemain\": 0,\n"
-            "    \"SessionNum\": -1,\n    \"SessionTimeSinceStarted\": -1,\n    \"Skies\": 0,\n"
-            "    \"TrackTempCrew\": 0,\n    \"WeatherType\": 0,\n    \"WindDir\": 0,\n"
-            "    \"WindVel\": 0\n}\n"));
+            "    \"IsReplayPlaying\": false,\n    \"PlayerCarClassPosition\": 0,\n    \"PlayerCarIdx\": 0,\n"
+            "    \"PlayerCarPosition\": 0,\n    \"RaceLaps\": 0,\n    \"RelativeHumidity\": 0,\n"
+            "    \"SessionFlags\": 0,\n    \"SessionLapsRemain\": 0,\n    \"SessionNum\": -1,\n"
+            "    \"SessionTimeSinceStarted\": -1,\n    \"Skies\": 0,\n    \"TrackTempCrew\": 0,\n"
+            "    \"WeatherType\": 0,\n    \"WindDir\": 0,\n    \"WindVel\": 0\n}\n"));
     SessionData r;
     r.SessionType = QStringLiteral("Race"), r.SessionLaps = 32767, r.SiSessionNum = 3, r.SessionTime = 5400.0;
     r.DriverCarFuelKgPerLtr = 0.75f, r.DriverCarFuelMaxLtr = 110.5f, r.DriverCarMaxFuelPct = 1.0f;

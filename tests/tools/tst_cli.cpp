@@ -1,4 +1,3 @@
-#include "appsettings.h"
 #include "doctor.h"
 #include "keynames.h"
 #include "serverfixture.h"
@@ -20,19 +19,11 @@ void tst_Cli::keyNames_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<int>("code"); // 0: no key
-    for (const auto &[name, code] : std::initializer_list<std::pair<const char *, int>>{{"F1", 0x70},
-                                                                                        {"f24", 0x87},
-                                                                                        {"a", 0x41},
-                                                                                        {"5", 0x35},
-                                                                                        {"numpad4", 0x64},
-                                                                                        {"Enter", 0x0D},
-                                                                                        {"PageDown", 0x22},
-                                                                                        {"112", 112},
-                                                                                        {"0x1b", 0x1B},
-                                                                                        {"F25", 0},
-                                                                                        {"256", 0},
-                                                                                        {"-3", 0},
-                                                                                        {"", 0}})
+    const std::pair<const char *, int> keys[] = {
+        {"F1", 0x70},    {"f24", 0x87},      {"a", 0x41},  {"5", 0x35},    {"numpad4", 0x64},
+        {"Enter", 0x0D}, {"PageDown", 0x22}, {"112", 112}, {"0x1b", 0x1B}, {"F25", 0},
+        {"256", 0},      {"-3", 0},          {"", 0}};
+    for (const auto &[name, code] : keys)
         QTest::newRow(name) << QString::fromLatin1(name) << code;
 }
 
@@ -47,11 +38,7 @@ void tst_Cli::keyNames()
 // test publishes as the telemetry poll does, only while a client is connected.
 void tst_Cli::doctorsVerdicts()
 {
-    QTcpServer closed;
-    QVERIFY(closed.listen(QHostAddress::LocalHost));
-    const quint16 closedPort = closed.serverPort();
-    closed.close();
-    Doctor::Report report = Doctor::examine(loopback, closedPort, 2000);
+    Doctor::Report report = Doctor::examine(loopback, freePort(), 2000);
     QVERIFY2(report.code == Doctor::Unreachable && report.lines.join("").contains("not running"),
              qPrintable(report.lines.join('\n')));
 
@@ -65,13 +52,8 @@ void tst_Cli::doctorsVerdicts()
     report = Doctor::examine(loopback, noFolder.server.serverPort(), 2000);
     QVERIFY(report.code == Doctor::NoSimulator && report.lines.join("").contains("stopped delivering"));
 
-    QStandardPaths::setTestModeEnabled(true);
-    QTemporaryDir folder;
-    QFile(folder.filePath(QStringLiteral("app.ini"))).open(QIODevice::WriteOnly);
-    QObject owner;
-    AppSettings settings(&owner);
-    settings.setIracingDocumentPath(folder.path());
-    ServerWithClient running(&settings);
+    DocumentsSettings documents("");
+    ServerWithClient running(&documents.settings);
     running.client.close();
     QTRY_VERIFY(!running.server.clientConnected);
     QTimer poll;

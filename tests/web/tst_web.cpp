@@ -7,6 +7,7 @@
 #include "pages.h"
 #include "platform.h"
 #include "processfigures.h"
+#include "serverfixture.h"
 #include "webserver.h"
 #include "websocketclient.h"
 #include "websocketsession.h"
@@ -24,8 +25,6 @@
 #include <numeric>
 
 namespace {
-const QString loopback = QStringLiteral("127.0.0.1");
-
 // kvBeacon's server with a simulator behind it: the record moves every 100 ms while the
 // simulator runs, and is published only while no client has left since the last connect,
 // as kvBeacon's window does.
@@ -58,6 +57,14 @@ struct Beacon
     SessionData record;
     QTimer poll;
     bool simulatorRuns = true;
+};
+
+struct HttpReply
+{
+    int status = 0;
+    QByteArray contentType;
+    QByteArray body;
+    QByteArray length, allow;
 };
 
 // The companion in this process, on a free port, polling kvBeacon at the given port.
@@ -100,6 +107,17 @@ struct Companion
         return QUrl(
             QStringLiteral("%1://127.0.0.1:%2%3").arg(QLatin1String(scheme)).arg(server.port()).arg(path));
     }
+    QUrl ws() const { return url(QStringLiteral("/ws"), "ws"); }
+    HttpReply fetch(const QString &path, const QByteArray &verb = "GET") const
+    {
+        static QNetworkAccessManager network;
+        std::unique_ptr<QNetworkReply> reply(network.sendCustomRequest(QNetworkRequest(url(path)), verb));
+        QSignalSpy done(reply.get(), &QNetworkReply::finished);
+        done.wait(5000);
+        return {reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(),
+                reply->header(QNetworkRequest::ContentTypeHeader).toByteArray(), reply->readAll(),
+                reply->rawHeader("Content-Length"), reply->rawHeader("Allow")};
+    }
 
     Hub hub;
     const Pages pages;
@@ -132,14 +150,12 @@ struct Socket
     }
     QJsonObject last(const QString &type) const { return of(type).value(of(type).size() - 1); }
     QString state() const { return last(QStringLiteral("state")).value(QLatin1String("state")).toString(); }
-    double sessionTime() const
+    // `key` of the last document of that type.
+    QJsonValue in(const QString &type, const QString &key) const
     {
-        return last(QStringLiteral("live"))
-            .value(QLatin1String("live"))
-            .toObject()
-            .value(QLatin1String("SessionTimeSinceStarted"))
-            .toDouble();
+        return last(type).value(type).toObject().value(key);
     }
+    double sessionTime() const { return in("live", "SessionTimeSinceStarted").toDouble(); }
     void send(const QByteArray &text) { socket.send(text.toStdString()); }
 
     QList<QJsonObject> messages;
@@ -155,28 +171,8 @@ struct Pressing
     Companion web;
     QSignalSpy chats{&beacon.server, &kvServer::sigButtonChatClicked};
     QSignalSpy keys{&beacon.server, &kvServer::sigKeyboardKey};
-    Socket browser{web.url(QStringLiteral("/ws"), "ws")};
+    Socket browser{web.ws()};
 };
-
-struct HttpReply
-{
-    int status = 0;
-    QByteArray contentType;
-    QByteArray body;
-    QByteArray length, allow;
-};
-
-HttpReply fetch(const QUrl &url, const QByteArray &verb = "GET")
-{
-    static QNetworkAccessManager network;
-    QNetworkRequest request(url);
-    std::unique_ptr<QNetworkReply> reply(network.sendCustomRequest(request, verb));
-    QSignalSpy done(reply.get(), &QNetworkReply::finished);
-    done.wait(5000);
-    return {reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(),
-            reply->header(QNetworkRequest::ContentTypeHeader).toByteArray(), reply->readAll(),
-            reply->rawHeader("Content-Length"), reply->rawHeader("Allow")};
-}
 
 // What the server sends back to `request`, sent as it stands, until it closes or `ms` pass.
 QByteArray raw(quint16 port, const QByteArray &request, int ms = 3000)
@@ -201,11 +197,6 @@ QJsonObject json(const QByteArray &text)
     return QJsonDocument::fromJson(text).object();
 }
 
-void quietServerLog(QtMsgType type, const QMessageLogContext &, const QString &text)
-{
-    if (type != QtDebugMsg)
-        fprintf(stderr, "%s\n", qPrintable(text));
-}
 } // namespace
 
 // kvbeacon-web in this process against kvBeacon's server, over real sockets: what browsers and
@@ -217,7 +208,7 @@ private slots:
     void initTestCase()
     {
         QStandardPaths::setTestModeEnabled(true);
-        qInstallMessageHandler(quietServerLog);
+        quietDebugLines();
         QVERIFY(documents.isValid());
         writeAppIni(appIni);
     }
@@ -285,49 +276,44 @@ void tst_Web::pagesAndDocuments()
     beacon.simulatorRuns = false;
     Companion web(beacon.port);
 
-    const HttpReply page = fetch(web.url(QStringLiteral("/")));
+    const HttpReply page = web.fetch("/");
     QCOMPARE(page.status, 200);
     QCOMPARE(page.contentType, QByteArray("text/html; charset=utf-8"));
     QVERIFY(page.body.contains("<title>kvBeacon dashboard</title>"));
-    QVERIFY(fetch(web.url(QStringLiteral("/buttons?keys=F1"))).body.contains("<title>kvBeacon chat macros"));
-    QVERIFY(fetch(web.url(QStringLiteral("/overlay"))).body.contains("<title>kvBeacon overlay"));
-    QCOMPARE(fetch(web.url(QStringLiteral("/kvb.js"))).contentType,
-             QByteArray("text/javascript; charset=utf-8"));
-    QCOMPARE(fetch(web.url(QStringLiteral("/nothing"))).status, 404);
+    QVERIFY(web.fetch("/buttons?keys=F1").body.contains("<title>kvBeacon chat macros"));
+    QVERIFY(web.fetch("/overlay").body.contains("<title>kvBeacon overlay"));
+    QCOMPARE(web.fetch("/kvb.js").contentType, QByteArray("text/javascript; charset=utf-8"));
+    QCOMPARE(web.fetch("/nothing").status, 404);
     // The page for the phone, and the addresses with their codes that it draws.
-    QVERIFY(
-        fetch(web.url(QStringLiteral("/phone"))).body.contains("<title>kvBeacon: open this on your phone"));
-    const QJsonArray urls = json(fetch(web.url(QStringLiteral("/api/phone"))).body).value("urls").toArray();
+    QVERIFY(web.fetch("/phone").body.contains("<title>kvBeacon: open this on your phone"));
+    const QJsonArray urls = json(web.fetch("/api/phone").body).value("urls").toArray();
     QCOMPARE(urls.size(), 1);
     QCOMPARE(urls.at(0).toObject().value("url").toString(),
              QStringLiteral("http://192.0.2.7:%1/").arg(web.server.port()));
-    QVERIFY(urls.at(0).toObject().value("qr").toArray().size() >= 21);
-    const HttpReply post = fetch(web.url(QStringLiteral("/")), "POST");
+    const HttpReply post = web.fetch("/", "POST");
     QVERIFY(post.status == 405 && post.allow == "GET, HEAD");
-    const HttpReply head = fetch(web.url(QStringLiteral("/")), "HEAD");
+    const HttpReply head = web.fetch("/", "HEAD");
     QVERIFY(head.status == 200 && head.body.isEmpty());
     QCOMPARE(head.length, QByteArray::number(page.body.size())); // what a GET would bring
 
     // Start values from kvBeacon are not live: the documents answer with the state instead.
-    QTRY_COMPARE_WITH_TIMEOUT(
-        json(fetch(web.url(QStringLiteral("/api/state"))).body).value("state").toString(),
-        QStringLiteral("no-simulator"), 3000);
-    HttpReply live = fetch(web.url(QStringLiteral("/api/live")));
+    QTRY_COMPARE_WITH_TIMEOUT(json(web.fetch("/api/state").body).value("state").toString(),
+                              QStringLiteral("no-simulator"), 3000);
+    HttpReply live = web.fetch("/api/live");
     QCOMPARE(live.status, 503);
     QCOMPARE(json(live.body).value("state").toString(), QStringLiteral("no-simulator"));
 
     beacon.simulatorRuns = true;
-    QTRY_COMPARE_WITH_TIMEOUT(fetch(web.url(QStringLiteral("/api/live"))).status, 200, 5000);
-    live = fetch(web.url(QStringLiteral("/api/live")));
+    QTRY_COMPARE_WITH_TIMEOUT(web.fetch("/api/live").status, 200, 5000);
+    live = web.fetch("/api/live");
     QCOMPARE(live.contentType, QByteArray("application/json"));
     const QJsonObject document = json(live.body).value("live").toObject();
     QCOMPARE(document.size(), 24);
     QVERIFY(document.value("SessionTimeSinceStarted").toDouble() > 100.0);
     QCOMPARE(document.value("FuelLevel").toDouble(), 50.0);
-    const QJsonObject info = json(fetch(web.url(QStringLiteral("/api/info"))).body).value("info").toObject();
+    const QJsonObject info = json(web.fetch("/api/info").body).value("info").toObject();
     QVERIFY(info.size() == 8 && info.value("WI.Trackname") == QStringLiteral("Spa"));
-    const QJsonArray macros =
-        json(fetch(web.url(QStringLiteral("/api/macros"))).body).value("macros").toArray();
+    const QJsonArray macros = json(web.fetch("/api/macros").body).value("macros").toArray();
     QCOMPARE(macros.size(), 15);
     QVERIFY(macros.at(0) == QStringLiteral("Pitting this lap") && macros.at(2) == QStringLiteral("Box,box"));
 }
@@ -336,47 +322,38 @@ void tst_Web::webSocketFeed()
 {
     Beacon beacon(documents.path());
     Companion web(beacon.port);
-    Socket browser(web.url(QStringLiteral("/ws"), "ws"));
+    Socket browser(web.ws());
     QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
-    QTRY_VERIFY(!browser.of(QStringLiteral("macros")).isEmpty());
+    QTRY_VERIFY(!browser.of("macros").isEmpty());
 
     // Ten live messages a second, each newer than the last; the info once while it stands.
-    const int before = browser.of(QStringLiteral("live")).size();
-    const int infos = browser.of(QStringLiteral("info")).size();
+    const int before = browser.of("live").size();
+    const int infos = browser.of("info").size();
     QTest::qWait(2000);
-    const QList<QJsonObject> live = browser.of(QStringLiteral("live")).mid(before);
+    const QList<QJsonObject> live = browser.of("live").mid(before);
     QVERIFY2(live.size() >= 15 && live.size() <= 23, qPrintable(QString::number(live.size())));
     QVERIFY(browser.sessionTime() >
             live.first().value("live").toObject().value("SessionTimeSinceStarted").toDouble());
-    QCOMPARE(browser.of(QStringLiteral("info")).size(), infos);
-    QCOMPARE(browser.last(QStringLiteral("info")).value("info").toObject().value("SI.SessionLaps").toInt(),
-             20);
+    QCOMPARE(browser.of("info").size(), infos);
+    QCOMPARE(browser.in("info", "SI.SessionLaps").toInt(), 20);
     beacon.record.TrackName = QStringLiteral("Monza");
-    QTRY_COMPARE(browser.of(QStringLiteral("info")).size(), infos + 1);
-    QCOMPARE(browser.last(QStringLiteral("info")).value("info").toObject().value("WI.Trackname").toString(),
-             QStringLiteral("Monza"));
+    QTRY_COMPARE(browser.of("info").size(), infos + 1);
+    QCOMPARE(browser.in("info", "WI.Trackname").toString(), QStringLiteral("Monza"));
 
     // Two laps at 2.5 litres each give the estimate of the fuel's laps.
-    QVERIFY(browser.last(QStringLiteral("live")).value("fuelPerLap").isNull());
+    QVERIFY(browser.last("live").value("fuelPerLap").isNull());
     for (const auto &[laps, fuel] : {std::pair{1, 47.5f}, {2, 45.0f}, {3, 42.5f}}) {
         beacon.record.RaceLaps = laps;
         beacon.record.FuelLevel = fuel;
-        QTRY_COMPARE(browser.last(QStringLiteral("live")).value("live").toObject().value("RaceLaps").toInt(),
-                     laps);
+        QTRY_COMPARE(browser.in("live", "RaceLaps").toInt(), laps);
     }
-    QCOMPARE(browser.last(QStringLiteral("live")).value("fuelPerLap").toDouble(), 2.5);
-    QCOMPARE(browser.last(QStringLiteral("live")).value("fuelLapsLeft").toDouble(), 17.0);
-
-    // A second viewer costs kvBeacon nothing: still one connection.
-    Socket another(web.url(QStringLiteral("/ws"), "ws"));
-    QTRY_VERIFY(!another.of(QStringLiteral("live")).isEmpty());
-    QCOMPARE(beacon.server.clientCount(), 1);
+    QCOMPARE(browser.last("live").value("fuelPerLap").toDouble(), 2.5);
+    QCOMPARE(browser.last("live").value("fuelLapsLeft").toDouble(), 17.0);
 }
 
 void tst_Web::pressesAndBadRequests()
 {
     Pressing f(documents.path());
-    Beacon &beacon = f.beacon;
     QSignalSpy &chats = f.chats, &keys = f.keys;
     Socket &browser = f.browser;
     QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
@@ -384,12 +361,12 @@ void tst_Web::pressesAndBadRequests()
     browser.send(R"({"macro":3,"id":"m3"})");
     browser.send(R"({"key":"f1","id":7})"); // a key's name in any case
     browser.send(R"({"key":65})");
-    QTRY_COMPARE(browser.of(QStringLiteral("result")).size(), 3);
+    QTRY_COMPARE(browser.of("result").size(), 3);
     QCOMPARE(chats.size(), 1);
     QCOMPARE(chats.at(0).at(0).toInt(), 2);
     QTRY_COMPARE(keys.size(), 2);
     QVERIFY(keys.at(0).at(0) == 112 && keys.at(1).at(0) == 65);
-    const QList<QJsonObject> results = browser.of(QStringLiteral("result"));
+    const QList<QJsonObject> results = browser.of("result");
     QCOMPARE(results.at(0), json(R"({"type":"result","macro":3,"ok":true,"reply":"Button ok","id":"m3"})"));
     QCOMPARE(results.at(1), json(R"({"type":"result","key":112,"ok":true,"reply":"KEY OK","id":7})"));
     QVERIFY(!results.at(2).contains("id"));
@@ -401,8 +378,8 @@ void tst_Web::pressesAndBadRequests()
           R"({"key":"NOSUCHKEY","id":5})", R"({"key":300})", R"({"macro":6e47})", R"({"key":-1e300})",
           R"({"key":{"a":1},"key":{"b":2}})", R"({"macro":1,"key":65})", "{}"})
         browser.send(bad);
-    QTRY_COMPARE(browser.of(QStringLiteral("error")).size(), 12);
-    const QList<QJsonObject> errors = browser.of(QStringLiteral("error"));
+    QTRY_COMPARE(browser.of("error").size(), 12);
+    const QList<QJsonObject> errors = browser.of("error");
     QVERIFY(errors.at(3).value("id") == "m0" && errors.at(5).value("id") == 5 &&
             !errors.at(4).contains("id"));
     QVERIFY(errors.last().value("error").toString().contains("\"macro\" or \"key\""));
@@ -411,13 +388,12 @@ void tst_Web::pressesAndBadRequests()
     QCOMPARE(keys.size(), 2);
 
     // A press while kvBeacon is gone is answered as failed, not lost.
-    beacon.server.StopServer();
+    f.beacon.server.StopServer();
     QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("no-beacon"), 5000);
     browser.send(R"({"macro":1,"id":9})");
-    QTRY_COMPARE(browser.of(QStringLiteral("result")).size(), 5);
-    QCOMPARE(browser.last(QStringLiteral("result")).value("ok").toBool(), false);
-    QVERIFY(
-        browser.last(QStringLiteral("result")).value("error").toString().startsWith("kvBeacon unreachable"));
+    QTRY_COMPARE(browser.of("result").size(), 5);
+    QCOMPARE(browser.last("result").value("ok").toBool(), false);
+    QVERIFY(browser.last("result").value("error").toString().startsWith("kvBeacon unreachable"));
 
     // Presses beyond those waiting are refused at once rather than piled up.
     struct Results : Viewer
@@ -445,7 +421,7 @@ void tst_Web::recoversFromEveryLoss()
 {
     Beacon beacon(documents.path());
     Companion web(beacon.port);
-    Socket browser(web.url(QStringLiteral("/ws"), "ws"));
+    Socket browser(web.ws());
     QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
     // Every state the page passes through, in order, and the live messages between them.
     const auto statesSince = [&](int from) {
@@ -474,35 +450,23 @@ void tst_Web::recoversFromEveryLoss()
     QVERIFY2(repeats <= 4, "frozen documents went out as live"); // at most the polls of the freeze's notice
     QTRY_VERIFY(browser.sessionTime() > beacon.record.SessionTimeSinceStarted - 0.5);
 
-    // The simulator goes and comes back.
     mark = browser.messages.size();
     beacon.simulatorRuns = false;
     QTRY_COMPARE_WITH_TIMEOUT(statesSince(mark), QStringList({"connecting", "no-simulator"}), 5000);
-    QCOMPARE(fetch(web.url(QStringLiteral("/api/live"))).status, 503);
+    QCOMPARE(web.fetch("/api/live").status, 503);
     beacon.simulatorRuns = true;
     QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
 
-    // kvBeacon goes and comes back on its port.
     beacon.server.StopServer();
     QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("no-beacon"), 5000);
-    QVERIFY(
-        browser.last(QStringLiteral("state")).value("text").toString().startsWith("kvBeacon unreachable at"));
+    QVERIFY(browser.last("state").value("text").toString().startsWith("kvBeacon unreachable at"));
     beacon.server.StartServer(QString(), beacon.port);
     QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
 
-    // The chat file goes and comes back.
-    QVERIFY(QFile::rename(documents.filePath("app.ini"), documents.filePath("app.away")));
-    QTRY_VERIFY_WITH_TIMEOUT(browser.last(QStringLiteral("macros")).value("macros").isNull(), 3000);
-    QVERIFY(browser.last(QStringLiteral("macros")).value("error").toString().contains("no app.ini"));
-    QVERIFY(QFile::rename(documents.filePath("app.away"), documents.filePath("app.ini")));
-    QTRY_COMPARE_WITH_TIMEOUT(
-        browser.last(QStringLiteral("macros")).value("macros").toArray().at(0).toString(),
-        QStringLiteral("Pitting this lap"), 3000);
     // A "|" inside a text would put every later button on the wrong macro: no buttons then.
     writeAppIni("[Autochat Messages]\nAutoChatStr1=Pit|box\n");
-    QTRY_VERIFY_WITH_TIMEOUT(
-        browser.last(QStringLiteral("macros")).value("error").toString().contains("\"|\""), 3000);
-    QVERIFY(browser.last(QStringLiteral("macros")).value("macros").isNull());
+    QTRY_VERIFY_WITH_TIMEOUT(browser.last("macros").value("error").toString().contains("\"|\""), 3000);
+    QVERIFY(browser.last("macros").value("macros").isNull());
     writeAppIni(appIni);
 }
 
@@ -528,7 +492,7 @@ void tst_Web::manyViewersOneStalled()
 
     std::vector<std::unique_ptr<Socket>> browsers;
     for (int i = 0; i < 50; ++i)
-        browsers.push_back(std::make_unique<Socket>(web.url(QStringLiteral("/ws"), "ws"), false));
+        browsers.push_back(std::make_unique<Socket>(web.ws(), false));
     QTRY_VERIFY_WITH_TIMEOUT(std::all_of(browsers.begin(), browsers.end(),
                                          [](const auto &b) { return b->counts.value("live") > 0; }),
                              10000);
@@ -564,51 +528,47 @@ void tst_Web::refusesHostileRequests()
     Companion web(beacon.port);
     const quint16 port = web.server.port();
     const QByteArray here = "127.0.0.1:" + QByteArray::number(port);
-    const QByteArray upgrade = "GET /ws HTTP/1.1\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+    const auto get = [&](const QByteArray &path, const QByteArray &host, const QByteArray &more = {}) {
+        return raw(port, "GET " + path + " HTTP/1.1\r\nHost: " + host + "\r\n" + more + "\r\n");
+    };
+    const QByteArray upgrade = "Upgrade: websocket\r\nConnection: Upgrade\r\n"
                                "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n";
 
     // A name that is not this machine's is refused whatever it asks; addresses and localhost pass.
     for (const char *path : {"/", "/api/live", "/api/macros"}) {
-        const QByteArray refused =
-            raw(port, "GET " + QByteArray(path) + " HTTP/1.1\r\nHost: evil.example:47813\r\n\r\n");
+        const QByteArray refused = get(path, "evil.example:47813");
         QVERIFY2(refused.startsWith("HTTP/1.1 403") && refused.contains("--allow-host NAME"),
                  refused.constData());
     }
-    QVERIFY(raw(port, "GET / HTTP/1.1\r\nHost: " + here + "\r\n\r\n").startsWith("HTTP/1.1 200"));
-    QVERIFY(raw(port, "GET / HTTP/1.1\r\nHost: LOCALHOST\r\n\r\n").startsWith("HTTP/1.1 200"));
-    QVERIFY(raw(port, "GET / HTTP/1.1\r\nHost: [::1]:80\r\n\r\n").startsWith("HTTP/1.1 200"));
-    QVERIFY(raw(port, "GET /ws HTTP/1.1\r\nHost: rebound.example\r\n\r\n").startsWith("HTTP/1.1 403"));
+    for (const QByteArray &host : {here, QByteArray("LOCALHOST"), QByteArray("[::1]:80")})
+        QVERIFY(get("/", host).startsWith("HTTP/1.1 200"));
+    QVERIFY(get("/ws", "rebound.example").startsWith("HTTP/1.1 403"));
     // A name given with --allow-host passes.
     const AccessRules named({QStringLiteral("Racing-PC.home")});
     QVERIFY(named.hostAllowed("racing-pc.home:47813") && named.hostAllowed("racing-pc.home.") &&
             !named.hostAllowed("racing-pc.home.evil.example"));
 
     // The WebSocket opens for the companion's own pages and for programs (no Origin) only.
-    const QByteArray fromElsewhere =
-        raw(port, upgrade + "Host: " + here + "\r\nOrigin: http://evil.example\r\n\r\n");
+    const QByteArray fromElsewhere = get("/ws", here, upgrade + "Origin: http://evil.example\r\n");
     QVERIFY2(fromElsewhere.startsWith("HTTP/1.1 403") && fromElsewhere.contains("another site"),
              fromElsewhere.constData());
-    QVERIFY(raw(port, upgrade + "Host: " + here + "\r\nOrigin: null\r\n\r\n").startsWith("HTTP/1.1 403"));
-    QVERIFY(raw(port, upgrade + "Host: " + here + "\r\nOrigin: http://127.0.0.1:1\r\n\r\n")
-                .startsWith("HTTP/1.1 403"));
-    QVERIFY(raw(port, upgrade + "Host: " + here + "\r\nOrigin: http://" + here + "\r\n\r\n")
-                .startsWith("HTTP/1.1 101"));
-    QVERIFY(raw(port, upgrade + "Host: " + here + "\r\n\r\n").startsWith("HTTP/1.1 101"));
+    for (const QByteArray &origin : {QByteArray("null"), QByteArray("http://127.0.0.1:1")})
+        QVERIFY(get("/ws", here, upgrade + "Origin: " + origin + "\r\n").startsWith("HTTP/1.1 403"));
+    QVERIFY(get("/ws", here, upgrade + "Origin: http://" + here + "\r\n").startsWith("HTTP/1.1 101"));
+    QVERIFY(get("/ws", here, upgrade).startsWith("HTTP/1.1 101"));
 
     // No type guessing anywhere; pages framed only by the companion's own.
-    const QByteArray page = raw(port, "GET /buttons HTTP/1.1\r\nHost: " + here + "\r\n\r\n");
+    const QByteArray page = get("/buttons", here);
     QVERIFY2(page.contains("X-Content-Type-Options: nosniff\r\n") &&
                  page.contains("Content-Security-Policy: frame-ancestors 'self'\r\n"),
              page.constData());
     for (const char *path : {"/api/state", "/kvb.js", "/nothing"}) {
-        const QByteArray answer =
-            raw(port, "GET " + QByteArray(path) + " HTTP/1.1\r\nHost: " + here + "\r\n\r\n");
+        const QByteArray answer = get(path, here);
         QVERIFY2(answer.contains("X-Content-Type-Options: nosniff\r\n") &&
                      !answer.contains("Content-Security"),
                  answer.constData());
     }
-    QVERIFY(
-        raw(port, "GET / HTTP/1.1\r\nHost: x.example\r\n\r\n").contains("X-Content-Type-Options: nosniff"));
+    QVERIFY(get("/", "x.example").contains("X-Content-Type-Options: nosniff"));
 }
 
 // The key buttons a page sets up are kept whole and checked: only kvbeacon-web's own pages may
@@ -650,23 +610,22 @@ void tst_Web::buttonBoxFromThePages()
 void tst_Web::pressesHaveARate()
 {
     Pressing f(documents.path());
-    Companion &web = f.web;
     QSignalSpy &chats = f.chats, &keys = f.keys;
     Socket &browser = f.browser;
     QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
 
     browser.send(R"({"macro":1,"id":1})");
     browser.send(R"({"macro":1,"id":2})");
-    QTRY_COMPARE(browser.of(QStringLiteral("result")).size(), 2);
-    for (const QJsonObject &result : browser.of(QStringLiteral("result")))
+    QTRY_COMPARE(browser.of("result").size(), 2);
+    for (const QJsonObject &result : browser.of("result"))
         QVERIFY2(result.value("ok").toBool(), QJsonDocument(result).toJson().constData());
     QTRY_COMPARE(chats.size(), 2);
 
     for (int i = 0; i < 200; ++i)
         browser.send(R"({"macro":4})");
-    QTRY_VERIFY_WITH_TIMEOUT(browser.of(QStringLiteral("result")).size() > 2 + 16, 5000);
+    QTRY_VERIFY_WITH_TIMEOUT(browser.of("result").size() > 2 + 16, 5000);
     QTest::qWait(1000);
-    const QList<QJsonObject> results = browser.of(QStringLiteral("result"));
+    const QList<QJsonObject> results = browser.of("result");
     int tooFast = 0;
     for (const QJsonObject &result : results)
         tooFast += result.value("error").toString() == QLatin1String("too fast");
@@ -679,7 +638,7 @@ void tst_Web::pressesHaveARate()
     chats.clear();
     std::vector<std::unique_ptr<Socket>> others;
     for (int i = 0; i < 10; ++i)
-        others.push_back(std::make_unique<Socket>(web.url(QStringLiteral("/ws"), "ws")));
+        others.push_back(std::make_unique<Socket>(f.web.ws()));
     QTRY_VERIFY_WITH_TIMEOUT(std::all_of(others.begin(), others.end(),
                                          [](const auto &b) { return b->state() == QLatin1String("live"); }),
                              5000);

@@ -2,6 +2,7 @@
 #include "kvbeacon.h"
 #include "kvserver.h"
 #include "programoutput.h"
+#include "serverfixture.h"
 #include "webdriver.h"
 #include "windowfixture.h"
 
@@ -25,29 +26,6 @@ const char *const scenarioText =
     "set FuelUsePerHour 58.5\nset DisplayUnits 1\nset PlayerCarPosition 5\nset PlayerCarClassPosition 3\n"
     "set SessionLapsRemain 26\nset SessionFlags 4\nset TrackTempCrew 31.2\nset AirTemp 22.4\nset Skies 1\n"
     "set WindVel 4.2\nset WindDir 2.3\nset RelativeHumidity 0.55\nset IsOnTrack 1\n";
-
-quint16 freePort()
-{
-    QTcpServer probe;
-    probe.listen(QHostAddress::Any, 0);
-    return probe.serverPort();
-}
-
-struct Program : ProgramOutput
-{
-    bool start(const QString &program, const QStringList &arguments, const QByteArray &ready)
-    {
-        output.clear();
-        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        process.start(program, arguments);
-        return process.waitForStarted() && waitFor(ready);
-    }
-    void stop()
-    {
-        process.kill();
-        process.waitForFinished();
-    }
-};
 } // namespace
 
 // The pages in a real browser, headless Chromium, against kvBeacon's window beside the
@@ -98,7 +76,7 @@ private:
 
     QTemporaryDir dir, documents;
     Broker broker;
-    Program standIn, web;
+    ProgramOutput standIn, web;
     std::unique_ptr<kvBeacon> window;
     WebDriver browser;
     quint16 beaconPort = 0, webPort = 0;
@@ -106,11 +84,7 @@ private:
 
 void tst_WebBrowser::initTestCase()
 {
-    // kvBeacon's debug lines, one per request, would bury the test's own.
-    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &text) {
-        if (type != QtDebugMsg)
-            fprintf(stderr, "%s\n", qPrintable(text));
-    });
+    quietDebugLines();
     shm_unlink("/IRSDKMemMapFileName");
     shm_unlink("/IRSDKDataValidEvent");
     const QString scenario = dir.filePath(QStringLiteral("web.scenario"));
@@ -159,10 +133,6 @@ void tst_WebBrowser::dashboard()
     QTRY_VERIFY_WITH_TIMEOUT(browser.text("#time") != time && browser.text("#fuel") != fuel, 3000);
     // Two laps seen whole give the laps the fuel lasts.
     QTRY_VERIFY_WITH_TIMEOUT(browser.text("#fuel-laps") != QStringLiteral("–"), 20000);
-    // Three litres a lap, as seen at 10 Hz: each lap's ends are caught up to a poll late, and
-    // later still on a loaded machine.
-    const QString perLap = browser.text("#fuel-per-lap");
-    QVERIFY2(perLap.endsWith(" L") && qAbs(perLap.chopped(2).toDouble() - 3.0) <= 0.15, qPrintable(perLap));
     photograph("dashboard");
     QVERIFY(standIn.send("set DisplayUnits 0"));
     QTRY_VERIFY_WITH_TIMEOUT(
@@ -176,12 +146,7 @@ void tst_WebBrowser::buttons()
     QTRY_COMPARE_WITH_TIMEOUT(browser.text("button[data-macro='3'] .label"), QStringLiteral("Sorry,my fault"),
                               5000);
     // The sample app.ini holds five macros; the ten empty ones get no button.
-    QCOMPARE(browser.run("return document.querySelectorAll('button.macro').length;").toInt(), 5);
-    QCOMPARE(
-        browser
-            .run("return [...document.querySelectorAll('button.key .label')].map(e => e.textContent).join();")
-            .toString(),
-        QStringLiteral("Pit limiter,Black box"));
+    QCOMPARE(browser.count("button.macro"), 5);
     photograph("buttons");
     QVERIFY(browser.click("button[data-macro='3']"));
     QVERIFY(standIn.waitFor("broadcast msg=8 var1=0 var2=2"));
@@ -214,7 +179,7 @@ void tst_WebBrowser::pagesOfOtherSitesPressNothing()
             .toUtf8());
     page.close();
     const quint16 sitePort = freePort();
-    Program server;
+    ProgramOutput server;
     QVERIFY(server.start(QStringLiteral("python3"),
                          {"-u", "-m", "http.server", "--bind", "127.0.0.1", "--directory", site.path(),
                           QString::number(sitePort)},
@@ -282,16 +247,13 @@ void tst_WebBrowser::recoversFromEveryLoss()
     QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("quiet"), 5000);
     ::kill(pid_t(web.process.processId()), SIGCONT);
     QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 5000);
-    // The chat file gone and back.
     browser.open(url("/buttons"));
-    QTRY_VERIFY_WITH_TIMEOUT(
-        browser.run("return document.querySelectorAll('button.macro').length;").toInt() == 5, 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(browser.count("button.macro"), 5, 5000);
     QVERIFY(QFile::rename(documents.filePath("app.ini"), documents.filePath("app.away")));
     QTRY_VERIFY_WITH_TIMEOUT(browser.text("#macro-state").contains("no app.ini"), 5000);
-    QCOMPARE(browser.run("return document.querySelectorAll('button.macro').length;").toInt(), 0);
+    QCOMPARE(browser.count("button.macro"), 0);
     QVERIFY(QFile::rename(documents.filePath("app.away"), documents.filePath("app.ini")));
-    QTRY_VERIFY_WITH_TIMEOUT(
-        browser.run("return document.querySelectorAll('button.macro').length;").toInt() == 5, 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(browser.count("button.macro"), 5, 5000);
 }
 
 // The team page: the stand-in's car through kvbeacon-web and the broker, beside two teammates
@@ -402,8 +364,7 @@ void tst_WebBrowser::layoutsFitTheHolder()
             photograph(QLatin1String(name));
     }
     browser.open(url("/team"));
-    QTRY_VERIFY_WITH_TIMEOUT(
-        browser.run("return document.querySelectorAll('#cars tbody tr').length;").toInt() > 0, 10000);
+    QTRY_VERIFY_WITH_TIMEOUT(browser.count("#cars tbody tr") > 0, 10000);
     QVERIFY2(cut().isEmpty(), qPrintable(cut()));
     QVERIFY(!browser.run("return document.scrollingElement.scrollWidth > innerWidth;").toBool());
 }
@@ -419,6 +380,14 @@ void tst_WebBrowser::screenStaysOnAndInstalls()
                               5000);
     QCOMPARE(browser.text("#awake"), QStringLiteral("screen kept on"));
     QVERIFY(browser.run("return isSecureContext;").toBool());
+    // Data no longer live for the time set (a minute, here shortened) lets the screen sleep.
+    browser.run("Kvb.awake.releaseAfterMs = 800;");
+    QVERIFY(standIn.send("stop"));
+    QTRY_COMPARE_WITH_TIMEOUT(browser.run("return Kvb.awake.mode;").toString(), QStringLiteral("off"), 8000);
+    QVERIFY(browser.text("#awake").isEmpty());
+    QVERIFY(standIn.send("start"));
+    QTRY_COMPARE_WITH_TIMEOUT(browser.run("return Kvb.awake.mode;").toString(), QStringLiteral("wake lock"),
+                              8000);
 
     browser.open(QUrl(QStringLiteral("http://phone.test:%1/buttons").arg(webPort)));
     QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 8000);
@@ -466,7 +435,8 @@ void tst_WebBrowser::buttonBoxSetUpOnThePage()
                          "fetch('/api/buttons').then(r => r.ok);")
                     .toBool());
     QVERIFY(browser.click("#edit-keys"));
-    QTRY_VERIFY(browser.run("return document.querySelectorAll('#new-key option').length;").toInt() > 60);
+    QTRY_VERIFY(browser.count("#new-key option") > 60);
+    QVERIFY(!browser.run("return document.getElementById('keys').checkVisibility();").toBool());
     QVERIFY(browser
                 .run("document.getElementById('new-key').value = 'F5';"
                      "document.getElementById('new-label').value = 'Wipers'; return true;")
@@ -479,7 +449,6 @@ void tst_WebBrowser::buttonBoxSetUpOnThePage()
     photograph("buttons-editing");
     QVERIFY(browser.click("#save-keys"));
     QTRY_COMPARE_WITH_TIMEOUT(keys(browser), QStringLiteral("Wipers:F5,Pit limiter:A"), 5000);
-    photograph("buttons-edited");
 
     browser.open(url("/buttons"));
     QTRY_COMPARE_WITH_TIMEOUT(keys(browser), QStringLiteral("Wipers:F5,Pit limiter:A"), 5000);

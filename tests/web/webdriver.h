@@ -81,6 +81,11 @@ public:
                        .arg(quoted(selector)))
             .toString();
     }
+    int count(const QString &selector)
+    {
+        return run(QStringLiteral("return document.querySelectorAll(%1).length;").arg(quoted(selector)))
+            .toInt();
+    }
     // A click through the browser's input pipeline, as a finger on the page.
     bool click(const QString &selector)
     {
