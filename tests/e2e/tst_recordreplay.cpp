@@ -157,6 +157,10 @@ void tst_RecordReplay::badAndCutFiles()
                   &error, &warning),
              -1.0);
     QVERIFY(error.find("version 2") != std::string::npos);
+    QCOMPARE(load(R"({"format":["kvbeacon-recording"],"version":"1","hz":"x"})"
+                  "\n",
+                  &error, &warning),
+             -1.0);
     // The recorder stopped mid-line: the samples before it play.
     const std::string later = R"({"live":{"FuelLevel":4,"SessionTimeSinceStarted":2},"t":0.5})"
                               "\n";

@@ -78,7 +78,8 @@ int Record::run(BeaconClient &client, const Options &options)
     long samples = 0;
     double lastTime = -2;
     QJsonObject lastInfo;
-    QJsonValue lastChat = QJsonValue::Undefined;
+    // The texts as last read, and as last written: read every two seconds, written with the next sample.
+    QJsonValue chatNow = QJsonValue::Undefined, lastChat = QJsonValue::Undefined;
     qint64 lastDrawn = -1000;
     client.waitForFreshDocuments();
     while (!stopRequested && (options.seconds <= 0 || clock.elapsed() < options.seconds * 1000)) {
@@ -99,8 +100,12 @@ int Record::run(BeaconClient &client, const Options &options)
             client.waitForFreshDocuments();
             continue;
         }
-        if (askChat)
+        if (askChat) {
             sinceChat.start();
+            chatNow = chat->payload == QLatin1String("iRacing not found")
+                          ? QJsonValue()
+                          : QJsonValue(QJsonArray::fromStringList(chat->payload.split('|')));
+        }
         const QJsonObject liveObject = QJsonDocument::fromJson(live->payload.toUtf8()).object();
         const double time = liveObject.value(QLatin1String("SessionTimeSinceStarted")).toDouble(-1);
         if (time != lastTime && time >= 0) {
@@ -113,14 +118,8 @@ int Record::run(BeaconClient &client, const Options &options)
             const QJsonObject infoObject = QJsonDocument::fromJson(info->payload.toUtf8()).object();
             if (samples == 0 || infoObject != lastInfo)
                 sample.insert(QStringLiteral("info"), lastInfo = infoObject);
-            if (chat) {
-                const QJsonValue texts =
-                    chat->payload == QLatin1String("iRacing not found")
-                        ? QJsonValue()
-                        : QJsonValue(QJsonArray::fromStringList(chat->payload.split('|')));
-                if (texts != lastChat)
-                    sample.insert(QStringLiteral("chat"), lastChat = texts);
-            }
+            if (chatNow != lastChat)
+                sample.insert(QStringLiteral("chat"), lastChat = chatNow);
             if (!write(line(sample))) {
                 std::fprintf(stderr, "\nkvbeacon-cli: cannot write %s: %s\n", qPrintable(options.file),
                              qPrintable(file.errorString()));

@@ -74,14 +74,18 @@ bool Recording::load(std::istream &in, const std::string &name, const std::set<s
     if (lines.empty())
         return fail(1, "empty: no kvBeacon recording");
     const json head = json::parse(lines[0], nullptr, false);
-    if (!head.is_object() || head.value("format", std::string()) != format)
+    // Read without trusting the kinds: a value of another kind is no value.
+    const auto field = [&head](const char *key) {
+        return head.is_object() && head.contains(key) ? head[key] : json();
+    };
+    if (field("format") != format)
         return fail(1,
                     std::string("no kvBeacon recording (its first line names no format \"") + format + "\")");
-    if (head.value("version", 0) != version)
-        return fail(1, "a recording of version " + head.value("version", json()).dump() +
-                           ", this stand-in reads " + std::to_string(version));
-    if (head.value("hz", 0.0) > 0)
-        period = 1.0 / head.value("hz", 10.0);
+    if (field("version") != version)
+        return fail(1, "a recording of version " + field("version").dump() + ", this stand-in reads " +
+                           std::to_string(version));
+    if (field("hz").is_number() && field("hz").get<double>() > 0)
+        period = 1.0 / field("hz").get<double>();
 
     std::map<int, json> sessions;
     json info = json::object();
