@@ -82,8 +82,8 @@ bool Recording::load(std::istream &in, const std::string &name, const std::set<s
         return fail(1,
                     std::string("no kvBeacon recording (its first line names no format \"") + format + "\")");
     if (field("version") != version)
-        return fail(1, "a recording of version " + field("version").dump() + ", this stand-in reads " +
-                           std::to_string(version));
+        return fail(1, "a recording of version " + field("version").dump().substr(0, 20) +
+                           ", this stand-in reads " + std::to_string(version));
     if (field("hz").is_number() && field("hz").get<double>() > 0)
         period = 1.0 / field("hz").get<double>();
 
