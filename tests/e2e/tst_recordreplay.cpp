@@ -88,6 +88,10 @@ void tst_RecordReplay::roundTrip()
     QVERIFY(standIn.start(QStringLiteral(KVB_SIMULATOR), {"--replay", dir.filePath("first.jsonl")},
                           "publishing"));
     QVERIFY(record(QStringLiteral("second.jsonl")));
+    // The stand-in's commands still act on a replay.
+    QVERIFY(standIn.send("track elsewhere"));
+    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(&window, "label_trackname")->text(), QStringLiteral("elsewhere"),
+                              5000);
     standIn.process.write("quit\n");
     standIn.process.waitForFinished(5000);
 
