@@ -20,9 +20,18 @@ bool BeaconClient::connectTo(const QString &toHost, quint16 toPort, int ms)
     return reconnect(ms);
 }
 
+void BeaconClient::close()
+{
+    if (socket.state() != QAbstractSocket::UnconnectedState)
+        closedAt.start();
+    socket.abort();
+}
+
 bool BeaconClient::reconnect(int ms)
 {
-    socket.abort();
+    close();
+    if (closedAt.isValid() && closedAt.elapsed() < reconnectPauseMs)
+        waitUntil([] { return false; }, int(reconnectPauseMs - closedAt.elapsed()));
     reader.clear();
     unanswered = false;
     socket.connectToHost(host, port);

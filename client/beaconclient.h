@@ -24,10 +24,16 @@ public:
     // the last connect: a new connection re-arms it.
     static constexpr int pollPeriodMs = 100;
 
+    // A connection closed and another opened at once can have its connect noted by the server
+    // before the old one's disconnect, which pauses the documents again: a new connection waits
+    // this long after the last one closed.
+    static constexpr int reconnectPauseMs = 50;
+
     bool connectTo(const QString &host, quint16 port, int ms = 5000);
-    // Connects anew to the last address, dropping whatever was unread.
+    // Connects anew to the last address, dropping whatever was unread, no sooner than
+    // reconnectPauseMs after the last connection closed.
     bool reconnect(int ms = 5000);
-    void close() { socket.abort(); }
+    void close();
     bool isConnected() const { return socket.state() == QAbstractSocket::ConnectedState; }
     // Why the last connect or request failed, in words for a person.
     QString errorText() const { return error; }
@@ -80,6 +86,7 @@ private:
     // then sit behind it in the server until more bytes arrive.
     bool unanswered = false;
     QElapsedTimer connectedAt;
+    QElapsedTimer closedAt;
     QElapsedTimer lastArrival;
     QString error;
 };

@@ -2,9 +2,6 @@
 
 #include "websocketsession.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
-
 #include <chrono>
 
 namespace {
@@ -200,10 +197,7 @@ void HttpSession::saveButtons(const http::request<http::string_body> &request, c
     QString error;
     if (!context.buttons->replace(QByteArray::fromStdString(request.body()), &error)) {
         reply(http::status::bad_request, "application/json",
-              QJsonDocument(QJsonObject{{QStringLiteral("type"), QStringLiteral("error")},
-                                        {QStringLiteral("error"), error}})
-                  .toJson(QJsonDocument::Compact)
-                  .toStdString());
+              Command::errorMessage(error, QJsonValue::Undefined));
         return;
     }
     reply(http::status::ok, "application/json", context.buttons->json());

@@ -138,11 +138,11 @@ std::shared_ptr<const std::string> Team::table(Clock::time_point now) const
     return table;
 }
 
-std::string Team::build(const std::map<QString, Car> &cars, const QString &brokerState,
-                        const QString &brokerText, Clock::time_point now) const
+std::string Team::build(const std::map<QString, Car> &rows, const QString &state, const QString &text,
+                        Clock::time_point now) const
 {
     QJsonArray table;
-    for (const auto &[name, car] : cars) {
+    for (const auto &[name, car] : rows) {
         const double age = car.hasLive ? std::chrono::duration<double>(now - car.lastLive).count() : -1;
         const bool fresh = car.hasLive && age * 1000 < staleMs;
         const bool offline = car.status == QLatin1String("offline") && !car.liveSinceStatus;
@@ -160,9 +160,11 @@ std::string Team::build(const std::map<QString, Car> &cars, const QString &broke
             row.insert(QLatin1String(key), orNull(car.live.value(QLatin1String(key))));
         table.append(row);
     }
-    const QJsonObject object{
-        {QStringLiteral("type"), QStringLiteral("team")}, {QStringLiteral("watch"), prefix},
-        {QStringLiteral("broker"), brokerState},          {QStringLiteral("text"), brokerText},
-        {QStringLiteral("staleAfter"), staleMs / 1000.0}, {QStringLiteral("cars"), table}};
+    const QJsonObject object{{QStringLiteral("type"), QStringLiteral("team")},
+                             {QStringLiteral("watch"), prefix},
+                             {QStringLiteral("broker"), state},
+                             {QStringLiteral("text"), text},
+                             {QStringLiteral("staleAfter"), staleMs / 1000.0},
+                             {QStringLiteral("cars"), table}};
     return QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString();
 }

@@ -57,8 +57,9 @@ private:
         bool liveSinceStatus = false;
     };
 
-    std::string build(const std::map<QString, Car> &cars, const QString &brokerState,
-                      const QString &brokerText, Clock::time_point now) const;
+    // The JSON of a copy of the rows, made outside the lock.
+    std::string build(const std::map<QString, Car> &rows, const QString &state, const QString &text,
+                      Clock::time_point now) const;
 
     const QString prefix;
     mutable std::mutex mutex;

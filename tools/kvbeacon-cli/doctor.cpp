@@ -1,18 +1,9 @@
 #include "doctor.h"
 
 #include "beaconclient.h"
-
-#include <QEventLoop>
-#include <QTimer>
+#include "pause.h"
 
 namespace {
-void pause(int ms)
-{
-    QEventLoop loop;
-    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
-    loop.exec();
-}
-
 bool startValues(const LiveDocument &live)
 {
     return live.SessionNum == -1 && live.SessionTimeSinceStarted == -1.0;
@@ -58,7 +49,7 @@ Doctor::Report Doctor::examine(const QString &host, quint16 port, int timeoutMs)
     std::optional<LiveDocument> fresh = client.live(timeoutMs), last = fresh;
     for (int sample = 0;
          sample < 15 && last && last->SessionTimeSinceStarted == fresh->SessionTimeSinceStarted; ++sample) {
-        pause(BeaconClient::pollPeriodMs);
+        pauseFor(BeaconClient::pollPeriodMs);
         last = client.live(timeoutMs);
     }
     if (!fresh || !last)

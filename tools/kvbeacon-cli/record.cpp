@@ -2,15 +2,14 @@
 
 #include "beaconclient.h"
 #include "doctor.h"
+#include "pause.h"
 
 #include <QDateTime>
 #include <QElapsedTimer>
-#include <QEventLoop>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTimer>
 
 #include <atomic>
 #include <csignal>
@@ -23,15 +22,6 @@ std::atomic<bool> stopRequested{false};
 void onInterrupt(int)
 {
     stopRequested = true;
-}
-
-void pause(qint64 ms)
-{
-    if (ms <= 0)
-        return;
-    QEventLoop loop;
-    QTimer::singleShot(int(ms), &loop, &QEventLoop::quit);
-    loop.exec();
 }
 
 QByteArray line(const QJsonObject &object)
@@ -93,10 +83,8 @@ int Record::run(BeaconClient &client, const Options &options)
             info && askChat ? client.request(205, QString(), options.timeoutMs) : std::nullopt;
         if (!info || (askChat && !chat)) {
             std::fprintf(stderr, "\nkvbeacon-cli: %s; connecting anew\n", qPrintable(client.errorText()));
-            client.close();
-            pause(50);
             while (!stopRequested && !client.reconnect(options.timeoutMs))
-                pause(1000);
+                pauseFor(1000);
             client.waitForFreshDocuments();
             continue;
         }
@@ -128,8 +116,6 @@ int Record::run(BeaconClient &client, const Options &options)
             ++samples;
         } else if (sinceMove.elapsed() >= 1000) {
             // Standing still for a second: a new connection re-arms kvBeacon's publishing.
-            client.close();
-            pause(50);
             if (client.reconnect(options.timeoutMs))
                 client.waitForFreshDocuments();
             sinceMove.start();
@@ -142,7 +128,7 @@ int Record::run(BeaconClient &client, const Options &options)
                          qPrintable(size(file.size())),
                          sinceMove.elapsed() >= 500 ? " (waiting for moving data)" : "");
         }
-        pause(1000 / options.hz - (clock.elapsed() - started));
+        pauseFor(1000 / options.hz - (clock.elapsed() - started));
     }
     std::fprintf(stderr, "%srecorded %ld samples in %.1f s to %s (%s)\n", terminal ? "\r\x1b[K" : "", samples,
                  clock.elapsed() / 1000.0, qPrintable(options.file), qPrintable(size(file.size())));

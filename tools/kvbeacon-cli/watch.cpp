@@ -2,26 +2,16 @@
 
 #include "beaconclient.h"
 #include "doctor.h"
+#include "pause.h"
 
 #include <QElapsedTimer>
-#include <QEventLoop>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QTimer>
 
 #include <cstdio>
 #include <unistd.h>
 
 namespace {
-void pause(qint64 ms)
-{
-    if (ms <= 0)
-        return;
-    QEventLoop loop;
-    QTimer::singleShot(int(ms), &loop, &QEventLoop::quit);
-    loop.exec();
-}
-
 QJsonObject document(BeaconClient &client, int command, int timeoutMs, bool &answered)
 {
     const std::optional<Reply> reply = client.request(command, QString(), timeoutMs);
@@ -77,7 +67,7 @@ int Watch::run(BeaconClient &client, const Options &options)
         if (!answered) {
             std::fprintf(stderr, "kvbeacon-cli: %s; connecting anew\n", qPrintable(client.errorText()));
             while (!client.reconnect(options.timeoutMs))
-                pause(1000);
+                pauseFor(1000);
             client.waitForFreshDocuments();
             continue;
         }
@@ -106,7 +96,7 @@ int Watch::run(BeaconClient &client, const Options &options)
         }
         std::fflush(stdout);
         if (++sample != options.count)
-            pause(1000 / options.hz - (clock.elapsed() - started));
+            pauseFor(1000 / options.hz - (clock.elapsed() - started));
     }
     return Doctor::Healthy;
 }
