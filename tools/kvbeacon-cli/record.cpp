@@ -96,6 +96,10 @@ int Record::run(BeaconClient &client, const Options &options)
         }
         const QJsonObject liveObject = QJsonDocument::fromJson(live->payload.toUtf8()).object();
         const double time = liveObject.value(QLatin1String("SessionTimeSinceStarted")).toDouble(-1);
+        // The first read may be the last row of a simulator that has since gone (kvBeacon keeps it
+        // until new rows come): the recording begins once the time moves.
+        if (lastTime == -2)
+            lastTime = time;
         if (time != lastTime && time >= 0) {
             // Only documents that moved are a sample: kvBeacon's publishing paused by another
             // client's leaving, or a simulator gone, is no part of the race.
