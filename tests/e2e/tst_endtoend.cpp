@@ -46,8 +46,7 @@ void tst_EndToEnd::liveSession()
     QFile(documents.filePath(QStringLiteral("controls.cfg"))).open(QIODevice::WriteOnly);
     startSettings({{"main/port", port},
                    {"main/autostartserver", true},
-                   {"paths/iracingdocument",
-                    makeDocuments(documents, "[Autochat Messages]\nAutoChatStr3=Box this lap\n")}});
+                   {"paths/iracingdocument", makeDocuments(documents, "[Autochat Messages]\n")}});
 
     ProgramOutput standIn; // its window two levels down, as a reparenting window manager puts it
     QVERIFY(
@@ -72,7 +71,6 @@ void tst_EndToEnd::liveSession()
                 ->toPlainText()
                 .startsWith(
                     QStringLiteral("(Server) - Listening to port %1\n(Server) - Connecting... ").arg(port)));
-    QCOMPARE(ask(client, request(205, 2)), request(205, 2, "||Box this lap||||||||||||"));
     int id = 100;
     const auto liveShows = [&](const char *fuel, int ms = 5000) {
         const QByteArray line = QByteArray("\n    \"FuelLevel\": ") + fuel + ",\n";
@@ -82,11 +80,6 @@ void tst_EndToEnd::liveSession()
         return standIn.send("set FuelLevel " + QByteArray(fuel)) && liveShows(fuel);
     };
     QVERIFY(fuelShows("33.5"));
-    const QByteArray live = ask(client, request(207, 4));
-    QVERIFY2(live.contains("\"SessionNum\": 1,") && live.contains("\"RaceLaps\": 6,"), live.constData());
-    const QByteArray info = ask(client, request(208, 5));
-    QVERIFY2(info.contains("\"WI.Trackname\": \"e2e_track\"") && info.contains("\"SI.SessionLaps\": 15,"),
-             info.constData());
 
     // A key reaches it while it has the focus; the flag follows at the next session poll.
     QVERIFY(standIn.send("focus"));
@@ -121,9 +114,8 @@ void tst_EndToEnd::liveSession()
                           "publishing"));
     QTRY_COMPARE_WITH_TIMEOUT(statusText(&w, 0), QStringLiteral("iRacing founded"), 10000);
     QVERIFY(fuelShows("11.25"));
-    // Stopped by the user: the client's connection goes, the polls run on without a server.
+    // Stopped by the user: the polls run on without a server.
     QTest::mouseClick(child<QPushButton>(&w, "pushButton_startServer"), Qt::LeftButton);
-    QVERIFY(client.waitForClosed(5000));
     QVERIFY(standIn.send("set FuelLevel 3.5"));
     QTest::qWait(300); // a few rows for the fast poll
     QCOMPARE(statusText(&w, 0), QStringLiteral("iRacing founded"));
