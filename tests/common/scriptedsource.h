@@ -15,15 +15,6 @@ public:
     int lastWaitMs = 0;
     bool disconnected = false;
 
-    // Bytes that have arrived or are still to come.
-    qint64 pending() const
-    {
-        qint64 n = buffer.size();
-        for (const QByteArray &piece : later)
-            n += piece.size();
-        return n;
-    }
-
     qint64 bytesAvailable() override { return buffer.size(); }
     QByteArray read(qint64 maxSize) override
     {
