@@ -103,9 +103,7 @@ void tst_Client::requestsAgainstTheServer()
 
     // A folder chosen while the client is connected counts at once.
     QTemporaryDir other;
-    QFile ini(other.filePath(QStringLiteral("app.ini")));
-    QVERIFY(ini.open(QIODevice::WriteOnly) && ini.write("[Autochat Messages]\nAutoChatStr1=one\n") > 0);
-    ini.close();
+    QVERIFY(writeFile(other.filePath(QStringLiteral("app.ini")), "[Autochat Messages]\nAutoChatStr1=one\n"));
     documents.settings.setIracingDocumentPath(other.path());
     QCOMPARE(f.client.chatTexts().value_or(QStringList()), QString("one" + QString(14, '|')).split('|'));
     documents.settings.setIracingDocumentPath(other.filePath(QStringLiteral("gone")));

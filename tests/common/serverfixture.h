@@ -48,6 +48,13 @@ inline void quietDebugLines()
     });
 }
 
+// Writes `text` as the whole of the file at `path`.
+inline bool writeFile(const QString &path, const QByteArray &text)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(text) == text.size();
+}
+
 // A port that nothing listens on now, on any interface.
 inline quint16 freePort()
 {
@@ -61,10 +68,8 @@ struct DocumentsSettings
 {
     explicit DocumentsSettings(const QByteArray &appIni)
     {
-        QFile ini(folder.filePath(QStringLiteral("app.ini")));
-        if (!ini.open(QIODevice::WriteOnly) || ini.write(appIni) != appIni.size())
+        if (!writeFile(folder.filePath(QStringLiteral("app.ini")), appIni))
             qFatal("app.ini not written");
-        ini.close();
         settings.setIracingDocumentPath(folder.path());
     }
     // Before the settings are made: they find their file as they are made.

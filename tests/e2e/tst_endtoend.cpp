@@ -38,9 +38,7 @@ void tst_EndToEnd::liveSession()
     shm_unlink("/IRSDKDataValidEvent");
     QTemporaryDir dir;
     const QString scenario = dir.filePath(QStringLiteral("e2e.scenario"));
-    QFile file(scenario);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(scenarioText));
-    file.close();
+    QVERIFY(writeFile(scenario, scenarioText));
     const quint16 port = freePort();
     QTemporaryDir documents;
     QFile(documents.filePath(QStringLiteral("controls.cfg"))).open(QIODevice::WriteOnly);

@@ -58,9 +58,8 @@ void tst_RecordReplay::roundTrip()
 {
     shm_unlink("/IRSDKMemMapFileName");
     shm_unlink("/IRSDKDataValidEvent");
-    QFile file(dir.filePath(QStringLiteral("race.scenario")));
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(scenarioText));
-    file.close();
+    const QString scenario = dir.filePath(QStringLiteral("race.scenario"));
+    QVERIFY(writeFile(scenario, scenarioText));
     const quint16 port = freePort();
     QTemporaryDir documents;
     startSettings(
@@ -68,7 +67,7 @@ void tst_RecordReplay::roundTrip()
          {"main/autostartserver", true},
          {"paths/iracingdocument", makeDocuments(documents, "[Autochat Messages]\nAutoChatStr2=Thanks\n")}});
     ProgramOutput standIn;
-    QVERIFY(standIn.start(QStringLiteral(KVB_SIMULATOR), {"--scenario", file.fileName()}, "publishing"));
+    QVERIFY(standIn.start(QStringLiteral(KVB_SIMULATOR), {"--scenario", scenario}, "publishing"));
     kvBeacon window;
     window.show();
     QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(&window, "label_trackname")->text(),

@@ -226,8 +226,7 @@ private slots:
 private:
     void writeAppIni(const QByteArray &text)
     {
-        QFile file(documents.filePath(QStringLiteral("app.ini")));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
+        QVERIFY(writeFile(documents.filePath(QStringLiteral("app.ini")), text));
     }
     QTemporaryDir documents;
     const QByteArray appIni = "[Autochat Messages]\nAutoChatStr1=Pitting this lap\nAutoChatStr3=Box,box\n";
@@ -596,11 +595,10 @@ void tst_Web::buttonBoxFromThePages()
     ButtonBox reread(web.config.filePath("buttons.json"));
     QCOMPARE(QByteArray::fromStdString(reread.json()), QByteArray::fromStdString(web.buttons.json()));
 
-    QFile file(web.config.filePath("buttons.json"));
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("{\"keys\": [{\"key\"") > 0);
-    file.close();
+    const QString file = web.config.filePath("buttons.json");
+    QVERIFY(writeFile(file, "{\"keys\": [{\"key\""));
     QString warning;
-    ButtonBox broken(file.fileName(), &warning);
+    ButtonBox broken(file, &warning);
     QVERIFY2(warning.contains("cannot be read") && broken.json().find(R"("keys":[])") != std::string::npos,
              qPrintable(warning));
     QCOMPARE(QFileInfo(file).size(), qint64(16));

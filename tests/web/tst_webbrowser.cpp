@@ -85,9 +85,7 @@ void tst_WebBrowser::initTestCase()
     shm_unlink("/IRSDKMemMapFileName");
     shm_unlink("/IRSDKDataValidEvent");
     const QString scenario = dir.filePath(QStringLiteral("web.scenario"));
-    QFile file(scenario);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(scenarioText));
-    file.close();
+    QVERIFY(writeFile(scenario, scenarioText));
     QFile sample(QStringLiteral(KVB_SAMPLE_DOCUMENTS "/app.ini"));
     QVERIFY(sample.open(QIODevice::ReadOnly));
     beaconPort = freePort();
