@@ -37,6 +37,7 @@ private slots:
     void cleanupTestCase();
     void dashboard();
     void buttons();
+    void pagesOfOtherSitesPressNothing();
     void overlay();
     void recoversFromEveryLoss();
     void teamView();
@@ -149,6 +150,43 @@ void tst_WebBrowser::buttons()
         browser.run("return document.querySelector(\"button[data-macro='3']\").dataset.feedback;").toString(),
         QStringLiteral("answered"));
     QCOMPARE(browser.text("button[data-macro='3'] .feedback"), QStringLiteral("sent · kvBeacon: Button ok"));
+}
+
+// A page of another site (another port on loopback is another origin) open in the driver's
+// browser tries the companion's WebSocket and a frame in a fetch() to kvBeacon's port: the
+// simulator sees neither a macro nor a key.
+void tst_WebBrowser::pagesOfOtherSitesPressNothing()
+{
+    QTemporaryDir site;
+    QVERIFY(writeFile(
+        site.filePath(QStringLiteral("index.html")),
+        QStringLiteral(
+            "<!DOCTYPE html><title>hostile</title><script>\n"
+            "const log = (what) => { document.title += ' ' + what; };\n"
+            "const ws = new WebSocket('ws://127.0.0.1:%1/ws');\n"
+            "ws.onopen = () => { ws.send('{\"macro\":4}'); ws.send('{\"key\":\"F2\"}'); log('ws-open'); };\n"
+            "ws.onerror = () => log('ws-refused');\n"
+            "fetch('http://127.0.0.1:%2/', {method: 'POST', mode: 'no-cors', body: "
+            "'@000013;206;000001;4;'}).then(() => log('fetch-sent'), () => log('fetch-failed'));\n"
+            "</script>\n")
+            .arg(webPort)
+            .arg(beaconPort)
+            .toUtf8()));
+    const quint16 sitePort = freePort();
+    ProgramOutput server;
+    QVERIFY(server.start(QStringLiteral("python3"),
+                         {"-u", "-m", "http.server", "--bind", "127.0.0.1", "--directory", site.path(),
+                          QString::number(sitePort)},
+                         "Serving HTTP"));
+    const int macros = standIn.count("broadcast"), keys = standIn.count("key down");
+    browser.open(QUrl(QStringLiteral("http://127.0.0.1:%1/index.html").arg(sitePort)));
+    const auto title = [&] { return browser.run("return document.title;").toString(); };
+    QTRY_VERIFY_WITH_TIMEOUT(title().contains("fetch-") && title().contains("ws-"), 10000);
+    QTest::qWait(1500);
+    QCOMPARE(standIn.count("broadcast"), macros);
+    QCOMPARE(standIn.count("key down"), keys);
+    QVERIFY2(title().contains("ws-refused"), qPrintable(title()));
+    server.stop();
 }
 
 void tst_WebBrowser::overlay()
