@@ -25,7 +25,8 @@ bool MqttSettings::mergeFile(const QString &path, QString *error, QString *warni
             continue;
         const int equals = line.indexOf(QLatin1Char('='));
         if (equals <= 0) {
-            *error = QStringLiteral("%1, line %2: not key=value: %3").arg(path).arg(number).arg(line);
+            // The line itself is not shown: it may be a password that lost its key.
+            *error = QStringLiteral("%1, line %2: not key=value").arg(path).arg(number);
             return false;
         }
         QString value = line.mid(equals + 1).trimmed();
@@ -136,9 +137,11 @@ bool MqttSettings::check(QString *error)
 
 QString MqttSettings::redacted(const QString &url)
 {
-    const int start = url.indexOf(QLatin1String("://"));
+    // A mistyped scheme still hides what comes before the host.
+    const int scheme = url.indexOf(QLatin1String("://"));
+    const int start = scheme >= 0 ? scheme + 3 : 0;
     const int end = url.lastIndexOf(QLatin1Char('@'));
-    return start >= 0 && end > start ? url.left(start + 3) + QStringLiteral("***") + url.mid(end) : url;
+    return end >= start ? url.left(start) + QStringLiteral("***") + url.mid(end) : url;
 }
 
 QString MqttSettings::topic(const QString &kind) const

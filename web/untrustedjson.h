@@ -8,6 +8,7 @@
 // message, measured), which a sender could repeat without end; so the text is read by
 // nlohmann's parser first, which keeps one value a key, and Qt reads what that writes back.
 namespace UntrustedJson {
-// Null when the text is no JSON.
+constexpr int maxDepth = 32;
+// Null when the text is no JSON, or nests deeper than maxDepth.
 QJsonDocument parse(const QByteArray &text);
 } // namespace UntrustedJson

@@ -77,7 +77,7 @@ struct Broker
                config.write(
                    QStringLiteral(
                        "user %1\nlog_dest stderr\nlog_type error\nallow_anonymous false\npassword_file %2\n"
-                       "acl_file %8\n"
+                       "acl_file %8\nmax_packet_size 65536\n"
                        "listener %3 127.0.0.1\ncafile %4\ncertfile %5\nkeyfile %6\n"
                        // The second listener knows its clients by their certificates alone.
                        "listener %7 127.0.0.1\ncafile %4\ncertfile %5\nkeyfile %6\n"

@@ -123,6 +123,8 @@ void tst_Mqtt::refusesPlaintextBeyondThePrivateNetwork_data()
         << "--mqtt wants mqtt://host[:port] or mqtts://[user:password@]host[:port], not \"mqtts://***@bad "
            "host\""
         << 0;
+    QTest::newRow("scheme mistyped, with a password")
+        << "mqtts//crew:hunter2@host" << false << "--mqtt wants" << 0;
 }
 
 void tst_Mqtt::refusesPlaintextBeyondThePrivateNetwork()
@@ -251,6 +253,11 @@ void tst_Mqtt::lastWillOfAKilledCompanion()
     QVERIFY(config.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner));
     warning.clear();
     QVERIFY(MqttSettings().mergeFile(config.fileName(), &problem, &warning) && warning.isEmpty());
+    // A password that lost its key is an error that does not show it.
+    QTemporaryFile broken;
+    QVERIFY(broken.open() && broken.write("team=red\nhunter2\n") > 0 && broken.flush());
+    QVERIFY(!MqttSettings().mergeFile(broken.fileName(), &problem, &warning));
+    QCOMPARE(problem, broken.fileName() + QStringLiteral(", line 2: not key=value"));
     QProcess web;
     web.start(QStringLiteral(KVB_WEB),
               {"--config", config.fileName(), "--port", "0", "--beacon", "127.0.0.1:1"});
@@ -400,6 +407,9 @@ void tst_Mqtt::hostileTeammateUnderAnAcl()
         mallory.publish(QStringLiteral("kvbeacon/red/fake%1/live").arg(i), live);
     }
     mallory.publish(QStringLiteral("kvbeacon/red/ann/status"), "offline", true);
+    // Her own car's info, over the size a car's message reaches: dropped, unread.
+    const QJsonObject huge{{"info", QJsonObject{{"WI.Trackname", QString(Team::maxMessageBytes, 'x')}}}};
+    mallory.publish(QStringLiteral("kvbeacon/red/mallory/info"), QJsonDocument(huge).toJson());
     mallory.publish(QStringLiteral("kvbeacon/red/mallory/live"), live);
     QTRY_VERIFY_WITH_TIMEOUT(!mallory.of("kvbeacon/red/mallory/live").isEmpty(), 5000);
     Client bob(broker, "bob");
@@ -411,6 +421,7 @@ void tst_Mqtt::hostileTeammateUnderAnAcl()
     QVERIFY2(names.contains("ann") && names.contains("mallory") && names.filter("fake").isEmpty(),
              qPrintable(names.join(' ')));
     QCOMPARE(watcher.last("kvbeacon/red/ann/status"), QByteArray("online"));
+    QVERIFY(ann.row(QStringLiteral("mallory"))["info"].isNull());
 
     // A second connection of ann's that goes: its goodbye is taken back by the one still here.
     {

@@ -8,6 +8,7 @@
 #include "platform.h"
 #include "processfigures.h"
 #include "serverfixture.h"
+#include "untrustedjson.h"
 #include "webserver.h"
 #include "websocketclient.h"
 #include "websocketsession.h"
@@ -382,6 +383,14 @@ void tst_Web::pressesAndBadRequests()
     QVERIFY(errors.at(3).value("id") == "m0" && errors.at(5).value("id") == 5 &&
             !errors.at(4).contains("id"));
     QVERIFY(errors.last().value("error").toString().contains("\"macro\" or \"key\""));
+    // Nesting beyond any real message is no JSON, whatever its depth: reading it back must not
+    // recurse without bound (a thread's stack on Windows is a megabyte).
+    const auto nested = [](int depth, const char *inner) {
+        return QByteArray(depth, '[') + inner + QByteArray(depth, ']');
+    };
+    QVERIFY(UntrustedJson::parse(nested(UntrustedJson::maxDepth, "1")).isArray());
+    QVERIFY(UntrustedJson::parse(nested(UntrustedJson::maxDepth + 1, "1")).isNull());
+    QVERIFY(UntrustedJson::parse("{\"macro\":" + nested(8000, "") + "}").isNull());
     browser.send(R"({"macro":1})");
     QTRY_COMPARE(chats.size(), 2);
     QCOMPARE(keys.size(), 2);
