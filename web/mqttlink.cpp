@@ -331,11 +331,11 @@ void MqttLink::onPublish(mosquitto *, void *self, int mid)
 void MqttLink::onMessage(mosquitto *, void *self, const mosquitto_message *message)
 {
     auto *link = static_cast<MqttLink *>(self);
-    // What no car sends is not copied: the table would drop it anyway.
-    const bool tooLong = message->payloadlen > Team::maxMessageBytes;
+    // Read in place, not copied: the bytes are libmosquitto's for this call, nothing here keeps
+    // them, and the table drops what is too long for a car before it reads a byte.
     const QByteArray payload =
-        tooLong ? QByteArray() : QByteArray(static_cast<const char *>(message->payload), message->payloadlen);
-    if (link->publishing && link->statusTopic == message->topic && (tooLong || payload != "online")) {
+        QByteArray::fromRawData(static_cast<const char *>(message->payload), message->payloadlen);
+    if (link->publishing && link->statusTopic == message->topic && payload != "online") {
         // Someone else's word on this car: the will of an earlier connection of this driver that
         // the broker gave up on late, or a second companion's goodbye. While this one is here
         // the car is online, and the retained status must say so for whoever comes later.
@@ -345,8 +345,7 @@ void MqttLink::onMessage(mosquitto *, void *self, const mosquitto_message *messa
             link->publishRetained(link->statusTopic, "online");
         }
     }
-    if (!tooLong)
-        link->team.take(QString::fromUtf8(message->topic), payload, Clock::now());
+    link->team.take(QString::fromUtf8(message->topic), payload, Clock::now());
 }
 
 void MqttLink::onLog(mosquitto *, void *self, int level, const char *text)

@@ -4,8 +4,9 @@
 
 QJsonDocument UntrustedJson::parse(const QByteArray &text)
 {
-    // Writing the value back goes one call deeper for each level: 16 KB of "[" would be some
-    // eight thousand, past what a thread's stack holds on Windows. No sender nests this deep.
+    // Writing the value back goes one call deeper for each level: 16 KB of "[" is some eight
+    // thousand, and thirty thousand overflowed the main thread's stack under Wine; other threads'
+    // stacks may be smaller. No sender of ours nests beyond a few.
     bool tooDeep = false;
     const auto depth = [&tooDeep](int level, nlohmann::json::parse_event_t, nlohmann::json &) {
         tooDeep = tooDeep || level > maxDepth;
