@@ -168,34 +168,44 @@ QByteArray BeaconClient::requestFrame(int command, int id, const QString &argume
 
 std::optional<LiveDocument> BeaconClient::live(int ms)
 {
-    const std::optional<Reply> reply = request(207, QString(), ms);
+    const std::optional<Reply> reply = request(Protocol::Live, QString(), ms);
     return reply ? LiveDocument::fromJson(reply->payload) : std::nullopt;
 }
 
 std::optional<InfoDocument> BeaconClient::info(int ms)
 {
-    const std::optional<Reply> reply = request(208, QString(), ms);
+    const std::optional<Reply> reply = request(Protocol::Info, QString(), ms);
     return reply ? InfoDocument::fromJson(reply->payload) : std::nullopt;
+}
+
+std::optional<ChatMacros> BeaconClient::chatMacros(int ms)
+{
+    const std::optional<Reply> reply = request(Protocol::ChatTexts, QString(), ms);
+    return reply ? std::optional(ChatMacros::fromReply(reply->payload)) : std::nullopt;
 }
 
 std::optional<QStringList> BeaconClient::chatTexts(int ms)
 {
-    const std::optional<Reply> reply = request(205, QString(), ms);
-    if (!reply || reply->payload == QLatin1String("iRacing not found"))
+    const std::optional<ChatMacros> macros = chatMacros(ms);
+    if (!macros || macros->status == ChatMacros::NoAppIni)
         return std::nullopt;
-    return reply->payload.split(QLatin1Char('|'));
+    return macros->texts;
+}
+
+std::optional<QString> BeaconClient::press(Protocol::Command command, int value, int ms)
+{
+    const std::optional<Reply> reply = request(command, QString::number(value), ms);
+    return reply ? std::optional(reply->payload) : std::nullopt;
 }
 
 bool BeaconClient::runMacro(int number, int ms)
 {
-    const std::optional<Reply> reply = request(206, QString::number(number), ms);
-    return reply && reply->payload == QLatin1String("Button ok");
+    return press(Protocol::ChatMacro, number, ms) == QLatin1String(Protocol::macroDone);
 }
 
 bool BeaconClient::pressKey(int virtualKey, int ms)
 {
-    const std::optional<Reply> reply = request(209, QString::number(virtualKey), ms);
-    return reply && reply->payload == QLatin1String("KEY OK");
+    return press(Protocol::KeyPress, virtualKey, ms) == QLatin1String(Protocol::keyDone);
 }
 
 void BeaconClient::waitForFreshDocuments()

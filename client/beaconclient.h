@@ -1,7 +1,9 @@
 #pragma once
 
+#include "chatmacros.h"
 #include "infodocument.h"
 #include "livedocument.h"
+#include "protocol.h"
 #include "replyreader.h"
 
 #include <QElapsedTimer>
@@ -19,7 +21,7 @@
 class BeaconClient
 {
 public:
-    static constexpr quint16 defaultPort = 47812;
+    static constexpr quint16 defaultPort = Protocol::defaultPort;
     // The server republishes the documents this often, but only while no client has left since
     // the last connect: a new connection re-arms it.
     static constexpr int pollPeriodMs = 100;
@@ -41,14 +43,19 @@ public:
     // Sends `command` with `argument` (the frame's trailing ";" is added) and waits for the
     // reply with the same id. Nothing on time-out or when the connection is gone.
     std::optional<Reply> request(int command, const QString &argument = QString(), int ms = 5000);
-    // A request that gets no reply, such as 201 (the client's name).
+    // A request that gets no reply, such as Protocol::ClientName.
     bool tell(int command, const QString &argument, int ms = 5000);
 
     std::optional<LiveDocument> live(int ms = 5000);
     std::optional<InfoDocument> info(int ms = 5000);
+    // The chat macro texts, read once; nothing when no reply came.
+    std::optional<ChatMacros> chatMacros(int ms = 5000);
     // The fifteen chat macro texts; nothing when kvBeacon finds no app.ini. A text holding "|"
     // splits in two, as the reply does not escape it.
     std::optional<QStringList> chatTexts(int ms = 5000);
+    // A chat macro (Protocol::ChatMacro) or a key (Protocol::KeyPress): kvBeacon's reply as it
+    // sent it, which says the request was taken; nothing when no reply came.
+    std::optional<QString> press(Protocol::Command command, int value, int ms = 5000);
     // Runs the driver's chat macro `number`, 1 for the first.
     bool runMacro(int number, int ms = 5000);
     // Presses a key by its Windows virtual-key code, while the simulator has the focus.

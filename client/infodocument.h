@@ -4,7 +4,7 @@
 
 #include <optional>
 
-// The info document of command 208 as typed values; "n/a" and -1 stand until the simulator's
+// The info document (Protocol::Info) as typed values; "n/a" and -1 stand until the simulator's
 // session text has said otherwise.
 struct InfoDocument
 {

@@ -4,7 +4,7 @@
 
 #include <optional>
 
-// The live document of command 207 as typed values, named after its keys; every number in the
+// The live document (Protocol::Live) as typed values, named after its keys; every number in the
 // simulator's own unit, as kvBeacon passes them on unconverted.
 struct LiveDocument
 {

@@ -5,6 +5,7 @@
 #include "fuelestimate.h"
 #include "kvserver.h"
 #include "pages.h"
+#include "phoneaddress.h"
 #include "platform.h"
 #include "processfigures.h"
 #include "serverfixture.h"

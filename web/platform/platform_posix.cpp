@@ -1,5 +1,6 @@
 #include "platform.h"
 
+#include <QFile>
 #include <QProcess>
 
 #include <sys/resource.h>
@@ -27,4 +28,9 @@ long platform::raiseFileLimit()
         getrlimit(RLIMIT_NOFILE, &limit);
     }
     return limit.rlim_cur == RLIM_INFINITY ? -1 : long(limit.rlim_cur);
+}
+
+bool platform::othersMayRead(const QString &path)
+{
+    return QFile::permissions(path) & (QFileDevice::ReadGroup | QFileDevice::ReadOther);
 }

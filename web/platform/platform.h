@@ -15,4 +15,7 @@ bool openInBrowser(const QString &url);
 // As many open connections as the system lets this process have: the soft limit on open files
 // raised to the hard one. Returns the limit now in force, or 0 where there is none to raise.
 long raiseFileLimit();
+// Whether users other than the file's owner may read it; false where the system cannot tell
+// (Windows reports every readable file as readable by all).
+bool othersMayRead(const QString &path);
 } // namespace platform

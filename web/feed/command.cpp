@@ -1,6 +1,7 @@
 #include "command.h"
 
 #include "keynames.h"
+#include "protocol.h"
 #include "untrustedjson.h"
 
 #include <QJsonDocument>
@@ -9,8 +10,6 @@
 #include <cmath>
 
 namespace {
-constexpr int macroCount = 15;
-
 // A JSON number that is a whole number from `low` to `high`; the range is looked at before any
 // conversion, since converting a double beyond int's range is undefined.
 std::optional<int> wholeNumber(const QJsonValue &value, int low, int high)
@@ -37,9 +36,9 @@ std::optional<Command> Command::fromJson(const std::string &text, QString *error
     const QJsonValue macro = object.value(QLatin1String("macro"));
     const QJsonValue key = object.value(QLatin1String("key"));
     if (!macro.isUndefined() && key.isUndefined()) {
-        const std::optional<int> number = wholeNumber(macro, 1, macroCount);
+        const std::optional<int> number = wholeNumber(macro, 1, Protocol::chatMacroCount);
         if (!number) {
-            *error = QStringLiteral("\"macro\" must be a number from 1 to %1").arg(macroCount);
+            *error = QStringLiteral("\"macro\" must be a number from 1 to %1").arg(Protocol::chatMacroCount);
             return std::nullopt;
         }
         command.kind = Macro;

@@ -66,3 +66,8 @@ long platform::raiseFileLimit()
 {
     return 0;
 }
+
+bool platform::othersMayRead(const QString &)
+{
+    return false;
+}

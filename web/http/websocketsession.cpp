@@ -1,5 +1,8 @@
 #include "websocketsession.h"
 
+#include "httpsession.h"
+#include "weblog.h"
+
 #include <chrono>
 
 void WebSocketSession::run(http::request<http::string_body> request)
@@ -25,10 +28,21 @@ void WebSocketSession::run(http::request<http::string_body> request)
     });
 }
 
+void WebSocketSession::close(const char *when, const beast::error_code &error)
+{
+    if (closed)
+        return;
+    closed = true;
+    if (error != websocket::error::closed && error != net::error::operation_aborted)
+        qCInfo(webHttp, "WebSocket from %s ended %s: %s",
+               HttpSession::peerOf(beast::get_lowest_layer(ws).socket()).c_str(), when,
+               error.message().c_str());
+}
+
 void WebSocketSession::onAccept(beast::error_code error)
 {
     if (error) {
-        closed = true;
+        close("at its handshake", error);
         return;
     }
     open = true;
@@ -83,7 +97,7 @@ void WebSocketSession::writeNext()
     ws.text(true);
     ws.async_write(net::buffer(*writing), [self = shared_from_this()](beast::error_code error, std::size_t) {
         if (error) {
-            self->closed = true;
+            self->close("while writing", error);
             self->writing.reset();
             return;
         }
@@ -99,7 +113,7 @@ void WebSocketSession::read()
 void WebSocketSession::onRead(beast::error_code error, std::size_t)
 {
     if (error) {
-        closed = true;
+        close("while reading", error);
         return;
     }
     const std::string text = beast::buffers_to_string(buffer.data());

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <set>
 #include <string>
@@ -26,7 +27,10 @@ public:
     // Live samples written to a slow broker but not yet taken by it; past this, samples are dropped.
     static constexpr std::size_t liveInFlightLimit = 20;
 
-    MqttLink(MqttSettings settings, Team &team);
+    // Told each change of the broker's state in a sentence, on the link's thread.
+    using Say = std::function<void(const QString &)>;
+
+    MqttLink(MqttSettings settings, Team &team, Say say = Say());
     ~MqttLink() override;
     MqttLink(const MqttLink &) = delete;
     MqttLink &operator=(const MqttLink &) = delete;
@@ -66,6 +70,7 @@ private:
 
     const MqttSettings settings;
     Team &team;
+    const Say say;
     mosquitto *client = nullptr;
     // Without a driver the link only watches.
     const bool publishing;

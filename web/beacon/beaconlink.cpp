@@ -1,6 +1,7 @@
 #include "beaconlink.h"
 
 #include "beaconclient.h"
+#include "protocol.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -10,11 +11,6 @@ namespace {
 std::string compact(const QJsonObject &object)
 {
     return QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString();
-}
-
-QJsonValue numberOrNull(const std::optional<double> &value)
-{
-    return value ? QJsonValue(*value) : QJsonValue(QJsonValue::Null);
 }
 
 // A fresh kvBeacon, or one that has not seen the simulator since it started.
@@ -138,7 +134,7 @@ void BeaconLink::connectAnew(BeaconClient &client)
         publishState(Unreachable);
         return;
     }
-    client.tell(201, QStringLiteral("kvbeacon-web"), timing.requestMs);
+    client.tell(Protocol::ClientName, QStringLiteral("kvbeacon-web"), timing.requestMs);
     connectedAt = lastMove = Clock::now();
     firstReply = true;
     if (state != NoSimulator)
@@ -160,36 +156,40 @@ void BeaconLink::runCommands(BeaconClient &client)
         taken.swap(commands);
     }
     for (const Command &command : taken) {
-        bool ok = false;
+        std::optional<QString> reply;
         if (client.isConnected()) {
-            ok = command.kind == Command::Macro ? client.runMacro(command.value, timing.requestMs)
-                                                : client.pressKey(command.value, timing.requestMs);
-            if (!ok)
+            reply = client.press(command.kind == Command::Macro ? Protocol::ChatMacro : Protocol::KeyPress,
+                                 command.value, timing.requestMs);
+            if (!reply)
                 lostBeacon(client);
         }
-        const QString words =
-            ok ? (command.kind == Command::Macro ? QStringLiteral("Button ok") : QStringLiteral("KEY OK"))
-               : stateText(Unreachable);
-        command.answer(ok, words);
+        const QLatin1String expected(command.kind == Command::Macro ? Protocol::macroDone
+                                                                    : Protocol::keyDone);
+        if (!reply)
+            command.answer(false, stateText(Unreachable));
+        else if (*reply != expected)
+            command.answer(false, QStringLiteral("kvBeacon answered \"%1\"").arg(*reply));
+        else
+            command.answer(true, *reply);
     }
 }
 
 void BeaconLink::poll(BeaconClient &client, bool withMacros)
 {
-    const std::optional<Reply> live = client.request(207, QString(), timing.requestMs);
-    const std::optional<Reply> info = live ? client.request(208, QString(), timing.requestMs) : std::nullopt;
+    const std::optional<Reply> live = client.request(Protocol::Live, QString(), timing.requestMs);
+    const std::optional<Reply> info =
+        live ? client.request(Protocol::Info, QString(), timing.requestMs) : std::nullopt;
     if (!info) {
         lostBeacon(client);
         return;
     }
-    const std::optional<LiveDocument> document = LiveDocument::fromJson(live->payload);
-    const QJsonObject infoObject = QJsonDocument::fromJson(info->payload.toUtf8()).object();
-    onLive(client, document, live->payload, infoObject);
+    onLive(client, LiveDocument::fromJson(live->payload), live->payload, info->payload);
     if (!client.isConnected())
         return;
 
     std::string infoMessage =
-        compact({{QStringLiteral("type"), QStringLiteral("info")}, {QStringLiteral("info"), infoObject}});
+        compact({{QStringLiteral("type"), QStringLiteral("info")},
+                 {QStringLiteral("info"), QJsonDocument::fromJson(info->payload.toUtf8()).object()}});
     if (infoMessage != lastInfo) {
         lastInfo = infoMessage;
         hub.publish(Channel::Info, std::move(infoMessage));
@@ -197,25 +197,32 @@ void BeaconLink::poll(BeaconClient &client, bool withMacros)
 
     if (!withMacros)
         return;
-    const std::optional<Reply> macros = client.request(205, QString(), timing.requestMs);
-    if (!macros) {
+    if (const std::optional<ChatMacros> macros = client.chatMacros(timing.requestMs))
+        publishMacros(*macros);
+    else
         lostBeacon(client);
-        return;
-    }
+}
+
+void BeaconLink::publishMacros(const ChatMacros &macros)
+{
     QJsonObject message{{QStringLiteral("type"), QStringLiteral("macros")}};
-    if (macros->payload == QLatin1String("iRacing not found")) {
+    switch (macros.status) {
+    case ChatMacros::Listed:
+        message.insert(QStringLiteral("macros"), QJsonArray::fromStringList(macros.texts));
+        break;
+    case ChatMacros::NoAppIni:
         message.insert(QStringLiteral("macros"), QJsonValue::Null);
         message.insert(QStringLiteral("error"),
                        QStringLiteral("kvBeacon finds no app.ini in the simulator's documents folder"));
-    } else if (const QStringList texts = macros->payload.split(QLatin1Char('|')); texts.size() != 15) {
-        // kvBeacon joins the 15 texts with "|" unescaped: one inside a text shifts every later
-        // button onto the wrong macro, which would send the wrong words in the driver's name.
+        break;
+    case ChatMacros::Ambiguous:
+        // A "|" inside a text shifts every later button onto the wrong macro, which would send
+        // the wrong words in the driver's name.
         message.insert(QStringLiteral("macros"), QJsonValue::Null);
         message.insert(QStringLiteral("error"),
                        QStringLiteral("A chat macro's text in app.ini holds a \"|\", so the macros cannot "
                                       "be told apart: take it out of the text"));
-    } else {
-        message.insert(QStringLiteral("macros"), QJsonArray::fromStringList(texts));
+        break;
     }
     std::string macrosMessage = compact(message);
     if (macrosMessage != lastMacros) {
@@ -225,7 +232,7 @@ void BeaconLink::poll(BeaconClient &client, bool withMacros)
 }
 
 void BeaconLink::onLive(BeaconClient &client, const std::optional<LiveDocument> &live, const QString &text,
-                        const QJsonObject &info)
+                        const QString &info)
 {
     const auto now = Clock::now();
     const double sessionTime = live ? live->SessionTimeSinceStarted : -1.0;
@@ -251,45 +258,8 @@ void BeaconLink::onLive(BeaconClient &client, const std::optional<LiveDocument> 
     }
     if (state != Live)
         return;
-    if (live->SessionNum != lastSessionNum) {
-        lastSessionNum = live->SessionNum;
-        fuel.reset();
-    }
-    fuel.add(live->RaceLaps, live->FuelLevel, live->SessionTimeSinceStarted);
-    const QJsonObject object = QJsonDocument::fromJson(text.toUtf8()).object();
-    QJsonObject message{{QStringLiteral("type"), QStringLiteral("live")},
-                        {QStringLiteral("live"), object},
-                        {QStringLiteral("fuelPerLap"), numberOrNull(fuel.perLap())},
-                        {QStringLiteral("fuelLapsLeft"), numberOrNull(fuel.lapsLeft(live->FuelLevel))}};
-    const std::optional<FuelEstimate::Plan> plan = fuelPlan(*live, info);
-    message.insert(QStringLiteral("fuelToFinish"),
-                   numberOrNull(plan ? std::optional(plan->toFinish) : std::nullopt));
-    message.insert(QStringLiteral("fuelToAdd"),
-                   numberOrNull(plan ? std::optional(plan->toAdd) : std::nullopt));
-    message.insert(QStringLiteral("fuelLastsToFinish"), plan ? QJsonValue(plan->withoutStop) : QJsonValue());
-    QJsonArray laps;
-    for (const double used : fuel.recentLaps())
-        laps.append(used);
-    message.insert(QStringLiteral("fuelLaps"), laps);
-    hub.publish(Channel::Live, compact(message));
-}
-
-std::optional<FuelEstimate::Plan> BeaconLink::fuelPlan(const LiveDocument &live,
-                                                       const QJsonObject &info) const
-{
-    // 32767 laps is the simulator's "unlimited", -1 not read yet: then the clock decides.
-    const int sessionLaps = info.value(QLatin1String("SI.SessionLaps")).toInt(-1);
-    std::optional<int> lapsRemain;
-    if (sessionLaps > 0 && sessionLaps < 32767 && live.SessionLapsRemain >= 0 &&
-        live.SessionLapsRemain < 32767)
-        lapsRemain = live.SessionLapsRemain;
-    const double sessionTime = info.value(QLatin1String("SI.SessionTime")).toDouble(-1);
-    std::optional<double> timeLeft;
-    if (sessionTime > 0 && live.SessionTimeSinceStarted >= 0)
-        timeLeft = sessionTime - live.SessionTimeSinceStarted;
-    const double tank = info.value(QLatin1String("DI.DriverCarFuelMaxLtr")).toDouble() *
-                        info.value(QLatin1String("DI.DriverCarMaxFuelPct")).toDouble();
-    return fuel.plan(live.FuelLevel, lapsRemain, timeLeft, tank);
+    hub.publish(Channel::Live,
+                liveMessage.build(*live, text, InfoDocument::fromJson(info).value_or(InfoDocument())));
 }
 
 void BeaconLink::publishState(State next)

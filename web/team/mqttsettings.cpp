@@ -1,5 +1,7 @@
 #include "mqttsettings.h"
 
+#include "platform.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
@@ -53,15 +55,12 @@ bool MqttSettings::mergeFile(const QString &path, QString *error, QString *warni
     take(keyFile, "key");
     insecure = insecure || yes("insecure");
     homeAssistant = homeAssistant || yes("home-assistant");
-#ifndef Q_OS_WIN
-    // Windows reports every readable file as readable by all, so only here can it be told.
     const bool holdsPassword = !values.value(QStringLiteral("password")).isEmpty() ||
                                !QUrl(values.value(QStringLiteral("mqtt"))).password().isEmpty();
-    if (warning && holdsPassword && (file.permissions() & (QFileDevice::ReadGroup | QFileDevice::ReadOther)))
+    if (warning && holdsPassword && platform::othersMayRead(path))
         *warning =
             QStringLiteral("%1 holds a password that other users can read; chmod 600 %1 keeps it yours")
                 .arg(path);
-#endif
     return true;
 }
 

@@ -1,10 +1,9 @@
 #pragma once
 
 #include "command.h"
-#include "fuelestimate.h"
 #include "hub.h"
+#include "livemessage.h"
 
-#include <QJsonObject>
 #include <QString>
 #include <QThread>
 
@@ -15,6 +14,7 @@
 #include <optional>
 
 class BeaconClient;
+struct ChatMacros;
 struct LiveDocument;
 
 // The companion's one connection to kvBeacon, on a thread of its own: polls both documents
@@ -71,9 +71,8 @@ private:
     void runCommands(BeaconClient &client);
     void poll(BeaconClient &client, bool withMacros);
     void onLive(BeaconClient &client, const std::optional<LiveDocument> &live, const QString &text,
-                const QJsonObject &info);
-    // Fuel to the flag from the measured laps, the session's length and the tank's size.
-    std::optional<FuelEstimate::Plan> fuelPlan(const LiveDocument &live, const QJsonObject &info) const;
+                const QString &info);
+    void publishMacros(const ChatMacros &macros);
     void publishState(State state);
     void lostBeacon(BeaconClient &client);
 
@@ -95,8 +94,7 @@ private:
     Clock::time_point lastAttempt;
     double lastSessionTime = 0;
     bool firstReply = false;
-    int lastSessionNum = -2;
     std::string lastInfo;
     std::string lastMacros;
-    FuelEstimate fuel;
+    LiveMessage liveMessage;
 };

@@ -3,7 +3,6 @@
 #include "beast.h"
 #include "webcontext.h"
 
-#include <functional>
 #include <memory>
 #include <optional>
 
@@ -16,16 +15,18 @@ public:
         : stream(std::move(socket)), context(context), ticket(std::move(ticket))
     {
     }
+    // The address a connection came from, for the log.
+    static std::string peerOf(const tcp::socket &socket);
     void run();
 
 private:
     void read();
     void onRead(beast::error_code error, std::size_t);
-    using Reply = std::function<void(http::status, std::string contentType, std::string body)>;
     void respond(const http::request<http::string_body> &request);
-    void saveButtons(const http::request<http::string_body> &request, const Reply &reply);
     void send(http::response<http::string_body> &&response);
     void refuse(http::status status, const char *why, unsigned version);
+    // Says once why the connection ended early.
+    void ended(const char *when, const beast::error_code &error) const;
 
     beast::tcp_stream stream;
     beast::flat_buffer buffer;

@@ -6,12 +6,13 @@
 #include "connectionlimits.h"
 #include "hub.h"
 #include "pages.h"
-#include "phoneaddress.h"
 #include "pressrate.h"
-#include "team.h"
 
 #include <functional>
 #include <memory>
+
+class PhoneAddress;
+class Team;
 
 // What every session of the web server shares: the fan-out, the pages, where presses go, and
 // the team table when team sharing is on, the addresses for a phone, the key buttons set up on

@@ -33,6 +33,8 @@ private:
     void onRead(beast::error_code error, std::size_t);
     void take(Channel channel, std::shared_ptr<const std::string> message);
     void writeNext();
+    // Marks the session closed, saying once why when it was no close of the browser's.
+    void close(const char *when, const beast::error_code &error);
 
     websocket::stream<beast::tcp_stream> ws;
     WebContext &context;

@@ -1,16 +1,11 @@
 #include "mqttlink.h"
 
+#include "homeassistant.h"
 #include "team.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QRandomGenerator>
 
 #include <mosquitto.h>
-
-#include <cstdio>
-#include <cstring>
 
 namespace {
 constexpr int keepAliveSeconds = 20;
@@ -21,18 +16,11 @@ constexpr auto steadyConnection = std::chrono::seconds(30);
 // Ten a second at the most, with room for the poll's jitter.
 constexpr auto liveSpacing = std::chrono::milliseconds(90);
 
-// Home Assistant's object ids allow letters, digits, _ and - only.
-QString objectId(const QString &name)
-{
-    QString id;
-    for (const QChar c : name)
-        id += (c.isLetterOrNumber() && c.unicode() < 128) || c == QLatin1Char('-') ? c.toLower() : QChar('_');
-    return id;
-}
 } // namespace
 
-MqttLink::MqttLink(MqttSettings settings, Team &team)
-    : settings(std::move(settings)), team(team), publishing(!this->settings.driver.isEmpty()),
+MqttLink::MqttLink(MqttSettings settings, Team &team, Say say)
+    : settings(std::move(settings)), team(team), say(std::move(say)),
+      publishing(!this->settings.driver.isEmpty()),
       liveTopic(this->settings.topic(QStringLiteral("live")).toUtf8()),
       infoTopic(this->settings.topic(QStringLiteral("info")).toUtf8()),
       statusTopic(this->settings.topic(QStringLiteral("status")).toUtf8())
@@ -398,41 +386,8 @@ void MqttLink::publishRetained(const QByteArray &topic, const std::string &paylo
 
 void MqttLink::announceToHomeAssistant()
 {
-    struct Sensor
-    {
-        const char *key;
-        const char *name;
-        const char *topic;
-        const char *value;
-        const char *unit;
-    };
-    static const Sensor sensors[] = {
-        {"fuel", "Fuel", "live", "{{ value_json.live.FuelLevel | round(1) }}", "L"},
-        {"position", "Position", "live", "{{ value_json.live.PlayerCarPosition }}", nullptr},
-        {"laps_remaining", "Laps remaining", "live", "{{ value_json.live.SessionLapsRemain }}", nullptr},
-        {"session", "Session", "info", "{{ value_json.info['SI.SessionType'] }}", nullptr},
-    };
-    const QString node =
-        QStringLiteral("kvbeacon_%1_%2").arg(objectId(settings.team), objectId(settings.driver));
-    const QJsonObject device{{QStringLiteral("identifiers"), QJsonArray{node}},
-                             {QStringLiteral("name"), QStringLiteral("kvBeacon %1").arg(settings.driver)},
-                             {QStringLiteral("manufacturer"), QStringLiteral("kvBeacon")}};
-    for (const Sensor &sensor : sensors) {
-        QJsonObject config{{QStringLiteral("name"), QLatin1String(sensor.name)},
-                           {QStringLiteral("unique_id"), node + QLatin1Char('_') + QLatin1String(sensor.key)},
-                           {QStringLiteral("state_topic"), settings.topic(QLatin1String(sensor.topic))},
-                           {QStringLiteral("value_template"), QLatin1String(sensor.value)},
-                           {QStringLiteral("availability_topic"), QString::fromUtf8(statusTopic)},
-                           {QStringLiteral("device"), device}};
-        if (sensor.unit)
-            config.insert(QStringLiteral("unit_of_measurement"), QLatin1String(sensor.unit));
-        // Live values are worth nothing once the samples stop.
-        if (std::strcmp(sensor.topic, "live") == 0)
-            config.insert(QStringLiteral("expire_after"), 10);
-        publishRetained(
-            QStringLiteral("homeassistant/sensor/%1/%2/config").arg(node, QLatin1String(sensor.key)).toUtf8(),
-            QJsonDocument(config).toJson(QJsonDocument::Compact).toStdString());
-    }
+    for (const HomeAssistant::Announcement &announcement : HomeAssistant::discovery(settings))
+        publishRetained(announcement.topic, announcement.config);
 }
 
 void MqttLink::setBroker(const QString &state, const QString &text)
@@ -444,6 +399,6 @@ void MqttLink::setBroker(const QString &state, const QString &text)
         brokerText = text;
     }
     team.setBroker(state, text);
-    std::printf("kvbeacon-web: %s\n", qPrintable(text));
-    std::fflush(stdout);
+    if (say)
+        say(text);
 }
