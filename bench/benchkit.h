@@ -13,7 +13,7 @@ namespace benchkit {
 double percentile(std::vector<double> &values, double q);
 
 // True when `reply` is one whole reply frame to `command` with request id `id` whose
-// payload is a JSON document of `members` members, as kvBeacon's 207 and 208 give them.
+// payload is a JSON document of `members` members, as kvBeacon's live and info replies are.
 bool isDocumentReply(const QByteArray &reply, int command, int id, int members);
 
 // A thread-per-connection echo server on loopback, written for the benchmark: the bare

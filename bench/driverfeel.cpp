@@ -4,6 +4,7 @@
 #include "blockingclient.h"
 #include "child.h"
 #include "processfigures.h"
+#include "protocol.h"
 #include "simcommands.h"
 #include "wiremessage.h"
 
@@ -158,7 +159,7 @@ Figures pressTimes(Stamps &stamps, int presses, bool key, std::mt19937 &random, 
     std::vector<double> times;
     long lost = 0;
     for (int i = 0; i < presses; ++i) {
-        const int macro = i % 15;
+        const int macro = i % Protocol::chatMacroCount;
         stamps.clear();
         const double sent = press(macro);
         const double arrived =
@@ -179,8 +180,9 @@ Figures pressesThroughServer(BlockingClient &client, Stamps &stamps, int command
                              std::mt19937 &random)
 {
     int id = 0;
-    return pressTimes(stamps, presses, command == 209, random, [&](int macro) {
-        const QString argument = command == 206 ? QString::number(macro + 1) : QStringLiteral("112");
+    return pressTimes(stamps, presses, command == Protocol::PressKey, random, [&](int macro) {
+        const QString argument =
+            command == Protocol::ChatMacro ? QString::number(macro + 1) : QStringLiteral("112");
         const QByteArray frame = WireMessage(command, ++id, argument).data;
         const double sent = nowSeconds();
         client.send(frame);
@@ -193,9 +195,9 @@ Figures pressesThroughServer(BlockingClient &client, Stamps &stamps, int command
 // no connection thread, no hop to a main thread.
 Figures pressesDirect(Stamps &stamps, int command, int presses, std::mt19937 &random)
 {
-    return pressTimes(stamps, presses, command == 209, random, [&](int macro) {
+    return pressTimes(stamps, presses, command == Protocol::PressKey, random, [&](int macro) {
         const double sent = nowSeconds();
-        if (command == 206) {
+        if (command == Protocol::ChatMacro) {
             SimCommands::chat(true, macro);
         } else {
             SimCommands::key(true, 112);
@@ -204,7 +206,7 @@ Figures pressesDirect(Stamps &stamps, int command, int presses, std::mt19937 &ra
     });
 }
 
-// The JSON document of a 207 or 208 reply frame.
+// The JSON document of a live or info reply frame.
 QJsonObject documentOf(const QByteArray &frame)
 {
     const int from = frame.indexOf('{'), to = frame.lastIndexOf('}');
@@ -238,7 +240,7 @@ Figures liveAges(BlockingClient &client, int samples, std::mt19937 &random)
     std::vector<double> ages;
     long wrong = 0;
     for (int id = 1; id <= samples; ++id) {
-        client.send(WireMessage(207, id, QString()).data);
+        client.send(WireMessage(Protocol::Live, id, QString()).data);
         const QByteArray frame = client.readFrame(1000);
         const double received = nowSeconds();
         const double written =
@@ -268,9 +270,10 @@ Figures infoAges(Child &standIn, Stamps &stamps, BlockingClient &client, int cha
         double seen = -1;
         const auto deadline = Clock::now() + std::chrono::seconds(3);
         while (seen < 0 && Clock::now() < deadline) {
-            client.send(WireMessage(208, ++id, QString()).data);
+            client.send(WireMessage(Protocol::Info, ++id, QString()).data);
             const QByteArray frame = client.readFrame(1000);
-            if (documentOf(frame).value(QStringLiteral("WI.Trackname")).toString().toStdString() == track)
+            const QJsonValue shown = documentOf(frame).value(QLatin1String(Protocol::InfoKey::TrackName));
+            if (shown.toString().toStdString() == track)
                 seen = nowSeconds();
             else
                 sleepMs(2);
@@ -293,7 +296,7 @@ std::vector<std::thread> hammer(std::uint16_t port, std::atomic<bool> &stop, std
             if (!client.connectTo(port))
                 return;
             for (int id = 0; !stop; id = (id + 1) % 1000000) {
-                client.send(WireMessage(207, id, QString()).data);
+                client.send(WireMessage(Protocol::Live, id, QString()).data);
                 if (!client.readFrame(2000).isEmpty())
                     ++requests;
             }
@@ -389,10 +392,10 @@ void pressesAndFreshness(const Programs &programs, bool quick)
 
     BlockingClient presser;
     presser.connectTo(port);
-    const Figures chatIdle = pressesThroughServer(presser, *stamps, 206, presses, random);
-    const Figures keyIdle = pressesThroughServer(presser, *stamps, 209, presses, random);
-    const Figures chatBare = pressesDirect(*stamps, 206, presses, random);
-    const Figures keyBare = pressesDirect(*stamps, 209, presses, random);
+    const Figures chatIdle = pressesThroughServer(presser, *stamps, Protocol::ChatMacro, presses, random);
+    const Figures keyIdle = pressesThroughServer(presser, *stamps, Protocol::PressKey, presses, random);
+    const Figures chatBare = pressesDirect(*stamps, Protocol::ChatMacro, presses, random);
+    const Figures keyBare = pressesDirect(*stamps, Protocol::PressKey, presses, random);
 
     std::atomic<bool> stop{false};
     std::atomic<long> requests{0};
@@ -400,8 +403,8 @@ void pressesAndFreshness(const Programs &programs, bool quick)
     sleepMs(500);
     const long before = requests;
     const auto loadStart = Clock::now();
-    const Figures chatLoaded = pressesThroughServer(presser, *stamps, 206, presses, random);
-    const Figures keyLoaded = pressesThroughServer(presser, *stamps, 209, presses, random);
+    const Figures chatLoaded = pressesThroughServer(presser, *stamps, Protocol::ChatMacro, presses, random);
+    const Figures keyLoaded = pressesThroughServer(presser, *stamps, Protocol::PressKey, presses, random);
     const double loadRate = static_cast<double>(requests - before) /
                             std::chrono::duration<double>(Clock::now() - loadStart).count();
     stop = true;
@@ -414,17 +417,19 @@ void pressesAndFreshness(const Programs &programs, bool quick)
                 "second under Xvfb. A press runs from the client's send to the stand-in's stamp of the "
                 "event reaching its window; the stand-in stamps with the same monotonic clock. Times in "
                 "ms.\n\n");
+    // The rows name the requests by their numbers.
+    const std::string chat = std::to_string(Protocol::ChatMacro), key = std::to_string(Protocol::PressKey);
+    const std::string underLoad = ", 64 clients asking for " + std::to_string(Protocol::Live);
     std::printf("| What | Count | p50 | p99 | Max | Lost | Limit | Goal |\n");
     std::printf("|---|---:|---:|---:|---:|---:|---|---|\n");
     printRow("Bare X11 client: broadcast (no server between)", chatBare, "", "");
-    printRow("206 to broadcast, idle", chatIdle, "the bare client's broadcast", "p99 under 2 ms");
+    printRow(chat + " to broadcast, idle", chatIdle, "the bare client's broadcast", "p99 under 2 ms");
     printRow("Bare X11 client: key (no server between)", keyBare, "", "");
-    printRow("209 to key down, idle", keyIdle, "the bare client's key", "p99 under 2 ms");
+    printRow(key + " to key down, idle", keyIdle, "the bare client's key", "p99 under 2 ms");
     char loadNote[96];
     std::snprintf(loadNote, sizeof loadNote, " (%.0f requests/s meanwhile)", loadRate);
-    printRow(std::string("206 to broadcast, 64 clients asking for 207") + loadNote, chatLoaded, "",
-             "p99 under 10 ms");
-    printRow("209 to key down, 64 clients asking for 207", keyLoaded, "", "p99 under 10 ms");
+    printRow(chat + " to broadcast" + underLoad + loadNote, chatLoaded, "", "p99 under 10 ms");
+    printRow(key + " to key down" + underLoad, keyLoaded, "", "p99 under 10 ms");
     printRow("Live document: age of its values on arrival", live, "0 to 100 (one poll period)",
              "p99 under 120 ms");
     printRow("Info document: a session text change until a client sees it", info,
@@ -585,10 +590,11 @@ void footprint(const Programs &programs, int seconds)
                 int id = 0;
                 auto next = Clock::now();
                 while (!stop) {
-                    for (int command : {207, 208}) {
+                    for (int command : {Protocol::Live, Protocol::Info}) {
                         client.send(WireMessage(command, ++id, QString()).data);
                         if (!benchkit::isDocumentReply(client.readFrame(), command, id,
-                                                       command == 207 ? 24 : 8))
+                                                       command == Protocol::Live ? Protocol::liveKeyCount
+                                                                                 : Protocol::infoKeyCount))
                             ++errors;
                     }
                     next += std::chrono::milliseconds(100);

@@ -15,7 +15,8 @@ struct Programs
     std::string companion;  // kvbeacon-web, which runs beside kvBeacon on the same machine
 };
 
-// Press to simulator (idle and under 64 clients asking for 207) and the documents' freshness.
+// Press to simulator (idle and under 64 clients asking for the live document) and the documents'
+// freshness.
 void pressesAndFreshness(const Programs &programs, bool quick);
 // From process start to the server listening and to the window shown, cold and warm.
 void startUp(const Programs &programs, bool quick);

@@ -9,6 +9,7 @@
 #include "framehead.h"
 #include "pollnames.h"
 #include "processfigures.h"
+#include "protocol.h"
 #include "replyreader.h"
 #include "scenario.h"
 #include "sessiondata.h"
@@ -53,6 +54,18 @@ struct Latencies
     long count = 0, errors = 0;
 };
 
+// kvBeacon's whole reply to a request for its name with `id`.
+QByteArray serverNameReply(int id)
+{
+    return WireMessage(Protocol::ServerName, id, QLatin1String(Protocol::serverName)).data;
+}
+
+// The members of the document that `command` asks for.
+int documentKeys(int command)
+{
+    return command == Protocol::Live ? Protocol::liveKeyCount : Protocol::infoKeyCount;
+}
+
 // One connection, `requests` round trips after a warm-up.
 Latencies roundTrips(std::uint16_t port, int command, bool echo, int requests)
 {
@@ -71,10 +84,10 @@ Latencies roundTrips(std::uint16_t port, int command, bool echo, int requests)
         client.send(frame);
         const QByteArray reply = client.readFrame();
         const auto end = Clock::now();
-        bool ok =
-            echo ? reply == frame
-                 : (command == 202 ? reply == WireMessage(202, id, QStringLiteral("kv-Beacon")).data
-                                   : benchkit::isDocumentReply(reply, command, id, command == 207 ? 24 : 8));
+        bool ok = echo ? reply == frame
+                       : (command == Protocol::ServerName
+                              ? reply == serverNameReply(id)
+                              : benchkit::isDocumentReply(reply, command, id, documentKeys(command)));
         if (i < 0)
             continue;
         times.push_back(microseconds(end - start));
@@ -125,7 +138,7 @@ Throughput throughput(pid_t server, std::uint16_t port, bool echo, int clients, 
                 return;
             }
             for (int id = 0; Clock::now() < end; id = (id + 1) % 1000000) {
-                const QByteArray frame = WireMessage(207, id, QString()).data;
+                const QByteArray frame = WireMessage(Protocol::Live, id, QString()).data;
                 const auto start = Clock::now();
                 if (!client.send(frame)) {
                     ++errors;
@@ -137,8 +150,9 @@ Throughput throughput(pid_t server, std::uint16_t port, bool echo, int clients, 
                 // 16th, as parsing each would cost the clients more for kvBeacon's 700-byte
                 // replies than for the echo's 20 on the cores that the server shares.
                 if (echo ? reply != frame
-                         : (id % 16 == 0 ? !benchkit::isDocumentReply(reply, 207, id, 24)
-                                         : !isReplyTo(reply, 207, id)))
+                         : (id % 16 == 0 ? !benchkit::isDocumentReply(reply, Protocol::Live, id,
+                                                                      Protocol::liveKeyCount)
+                                         : !isReplyTo(reply, Protocol::Live, id)))
                     ++errors;
             }
         });
@@ -270,9 +284,9 @@ long tcpExtCounter(const std::string &name)
 }
 
 // A burst of simultaneous connections, all begun from one thread before any reply is read:
-// each sends a 202 as soon as it is connected, and its time runs from its connect() to the
-// whole reply. A listen queue shorter than the burst shows as the kernel's SYN retries, one
-// after the first try, then three, then seven.
+// each asks for the server's name as soon as it is connected, and its time runs from its
+// connect() to the whole reply. A listen queue shorter than the burst shows as the kernel's SYN
+// retries, one after the first try, then three, then seven.
 int burst(const std::string &host, int connections, double seconds)
 {
     Child kv;
@@ -332,7 +346,8 @@ int burst(const std::string &host, int connections, double seconds)
             if (error != 0) {
                 ++failed;
             } else if (!c.sent) {
-                const QByteArray frame = WireMessage(202, static_cast<int>(i), QString()).data;
+                const QByteArray frame =
+                    WireMessage(Protocol::ServerName, static_cast<int>(i), QString()).data;
                 c.sent = ::send(c.fd, frame.constData(), static_cast<std::size_t>(frame.size()),
                                 MSG_NOSIGNAL) == frame.size();
                 epoll_event event{};
@@ -351,7 +366,7 @@ int burst(const std::string &host, int connections, double seconds)
                 if (c.reader.next(reply)) {
                     times.push_back(microseconds(Clock::now() - c.start) / 1000.0);
                     const int id = static_cast<int>(i);
-                    wrong += reply.frame == WireMessage(202, id, QStringLiteral("kv-Beacon")).data ? 0 : 1;
+                    wrong += reply.frame == serverNameReply(id) ? 0 : 1;
                 } else if (got > 0 || (got < 0 && errno == EAGAIN)) {
                     continue;
                 } else {
@@ -377,8 +392,8 @@ int burst(const std::string &host, int connections, double seconds)
 
     std::string somaxconn = "?";
     std::ifstream("/proc/sys/net/core/somaxconn") >> somaxconn;
-    std::printf("### A burst of %d simultaneous connects, one 202 each (net.core.somaxconn %s)\n\n",
-                connections, somaxconn.c_str());
+    std::printf("### A burst of %d simultaneous connects, one %d each (net.core.somaxconn %s)\n\n",
+                connections, int(Protocol::ServerName), somaxconn.c_str());
     std::printf(
         "| Replied | Within 1 s | p50 (ms) | p99 (ms) | Max (ms) | Wrong | Failed | No reply in %.0f s | "
         "Goal |\n",
@@ -414,9 +429,9 @@ int churn(std::uint16_t port, double seconds, const char *progressPath)
                     continue;
                 }
                 for (int i = 0; i < 5; ++i) {
-                    const int command = i % 2 ? 207 : 208;
+                    const int command = i % 2 ? Protocol::Live : Protocol::Info;
                     client.send(WireMessage(command, i, QString()).data);
-                    if (!benchkit::isDocumentReply(client.readFrame(), command, i, command == 207 ? 24 : 8))
+                    if (!benchkit::isDocumentReply(client.readFrame(), command, i, documentKeys(command)))
                         ++wrong;
                 }
                 if ((n + t) % 7 == 0)
@@ -463,9 +478,9 @@ int askIds(std::uint16_t port, long count)
     long wrong = 0;
     for (long i = 0; i < count; ++i) {
         const int id = int(i % 1000000);
-        client.send(WireMessage(203, id, QString()).data);
+        client.send(WireMessage(Protocol::ClientId, id, QString()).data);
         const WireMessage reply(client.readFrame());
-        if (reply.command != 203 || reply.id != id || reply.payload.isEmpty())
+        if (reply.command != Protocol::ClientId || reply.id != id || reply.payload.isEmpty())
             ++wrong;
     }
     std::printf("asked: %ld ids, %ld wrong replies\n", count, wrong);
@@ -510,22 +525,23 @@ int main(int argc, char **argv)
             std::printf("cannot start the benchmark's servers\n");
             return 1;
         }
-        const Latencies echoTrip = roundTrips(echo.port, 207, true, requests);
-        const Latencies kv202 = roundTrips(kv.port, 202, false, requests);
-        const Latencies kv207 = roundTrips(kv.port, 207, false, requests);
-        const Latencies kv208 = roundTrips(kv.port, 208, false, requests);
+        const Latencies echoTrip = roundTrips(echo.port, Protocol::Live, true, requests);
+        const Latencies kvName = roundTrips(kv.port, Protocol::ServerName, false, requests);
+        const Latencies kvLive = roundTrips(kv.port, Protocol::Live, false, requests);
+        const Latencies kvInfo = roundTrips(kv.port, Protocol::Info, false, requests);
         std::printf("### Round trip on one connection, %d requests each (us)\n\n", requests);
         std::printf("| Request | p50 | p99 | p50 / echo | p99 / echo | Wrong replies | Goal |\n");
         std::printf("|---|---:|---:|---:|---:|---:|---|\n");
         std::printf("| Bare echo of a 20-byte frame | %.1f | %.1f | 1.00 | 1.00 | %ld | |\n", echoTrip.p50,
                     echoTrip.p99, echoTrip.errors);
-        const Latencies *rows[] = {&kv202, &kv207, &kv208};
-        const char *names[] = {"kvBeacon 202 (server name)", "kvBeacon 207 (live document)",
-                               "kvBeacon 208 (info document)"};
+        const Latencies *rows[] = {&kvName, &kvLive, &kvInfo};
+        const int commands[] = {Protocol::ServerName, Protocol::Live, Protocol::Info};
+        const char *names[] = {"server name", "live document", "info document"};
         for (int i = 0; i < 3; ++i)
-            std::printf("| %s | %.1f | %.1f | %s | %s | %ld | %s |\n", names[i], rows[i]->p50, rows[i]->p99,
-                        ratio(rows[i]->p50, echoTrip.p50).c_str(), ratio(rows[i]->p99, echoTrip.p99).c_str(),
-                        rows[i]->errors, i == 1 ? "p50 at most 1.15 x echo" : "");
+            std::printf("| kvBeacon %d (%s) | %.1f | %.1f | %s | %s | %ld | %s |\n", commands[i], names[i],
+                        rows[i]->p50, rows[i]->p99, ratio(rows[i]->p50, echoTrip.p50).c_str(),
+                        ratio(rows[i]->p99, echoTrip.p99).c_str(), rows[i]->errors,
+                        i == 1 ? "p50 at most 1.15 x echo" : "");
 
         const Throughput echoLoad = throughput(echo.pid, echo.port, true, 64, seconds);
         const Throughput kvLoad = throughput(kv.pid, kv.port, false, 64, seconds);
@@ -540,9 +556,9 @@ int main(int argc, char **argv)
                     echoLoad.latency.p50, echoLoad.latency.p99, echoLoad.serverCpuUs, echoLoad.clientCpuUs,
                     echoLoad.latency.errors);
         std::printf(
-            "| kvBeacon 207 | %.0f | %.1f | %.1f | %.1f | %.1f | %ld | %s | at least 0.8, no errors |\n",
-            kvLoad.perSecond, kvLoad.latency.p50, kvLoad.latency.p99, kvLoad.serverCpuUs, kvLoad.clientCpuUs,
-            kvLoad.latency.errors, ratio(kvLoad.perSecond, echoLoad.perSecond).c_str());
+            "| kvBeacon %d | %.0f | %.1f | %.1f | %.1f | %.1f | %ld | %s | at least 0.8, no errors |\n",
+            int(Protocol::Live), kvLoad.perSecond, kvLoad.latency.p50, kvLoad.latency.p99, kvLoad.serverCpuUs,
+            kvLoad.clientCpuUs, kvLoad.latency.errors, ratio(kvLoad.perSecond, echoLoad.perSecond).c_str());
     }
     if (serverOnly)
         return 0;
@@ -564,7 +580,7 @@ int main(int argc, char **argv)
             std::this_thread::sleep_for(std::chrono::milliseconds(300));
             figures.push_back(ProcessFigures::of(kv.pid));
         }
-        const Latencies probe = roundTrips(kv.port, 207, false, quick ? 1000 : 5000);
+        const Latencies probe = roundTrips(kv.port, Protocol::Live, false, quick ? 1000 : 5000);
         std::printf("\n### A thousand idle connections\n\n");
         std::printf("| Connections | Server resident (MB) | Server threads |\n|---:|---:|---:|\n");
         const int counts[] = {0, 100, 1000};
@@ -572,10 +588,9 @@ int main(int argc, char **argv)
             std::printf("| %d | %.1f | %d |\n", counts[i],
                         figures[static_cast<std::size_t>(i)].residentKb / 1024.0,
                         figures[static_cast<std::size_t>(i)].threads);
-        std::printf(
-            "\nProbe client beside the 1,000 (207, %ld requests): p50 %.1f us, p99 %.1f us, %ld wrong "
-            "replies. Goal: p99 under 5 ms, memory under 150 MB.\n",
-            probe.count, probe.p50, probe.p99, probe.errors);
+        std::printf("\nProbe client beside the 1,000 (%d, %ld requests): p50 %.1f us, p99 %.1f us, %ld wrong "
+                    "replies. Goal: p99 under 5 ms, memory under 150 MB.\n",
+                    int(Protocol::Live), probe.count, probe.p50, probe.p99, probe.errors);
     }
 
     polls(KVB_SAMPLE_SCENARIO);

@@ -205,7 +205,7 @@ bool BeaconClient::runMacro(int number, int ms)
 
 bool BeaconClient::pressKey(int virtualKey, int ms)
 {
-    return press(Protocol::KeyPress, virtualKey, ms) == QLatin1String(Protocol::keyDone);
+    return press(Protocol::PressKey, virtualKey, ms) == QLatin1String(Protocol::keyDone);
 }
 
 void BeaconClient::waitForFreshDocuments()

@@ -53,7 +53,7 @@ public:
     // The fifteen chat macro texts; nothing when kvBeacon finds no app.ini. A text holding "|"
     // splits in two, as the reply does not escape it.
     std::optional<QStringList> chatTexts(int ms = 5000);
-    // A chat macro (Protocol::ChatMacro) or a key (Protocol::KeyPress): kvBeacon's reply as it
+    // A chat macro (Protocol::ChatMacro) or a key (Protocol::PressKey): kvBeacon's reply as it
     // sent it, which says the request was taken; nothing when no reply came.
     std::optional<QString> press(Protocol::Command command, int value, int ms = 5000);
     // Runs the driver's chat macro `number`, 1 for the first.

@@ -33,7 +33,7 @@ struct LiveDocument
     double FuelLevelPct = 0.0;
     double FuelUsePerHour = 0.0;
 
-    // Nothing unless `text` is a JSON object with all 24 keys, each of its type ("NO DATA" is
-    // not); keys beyond them are left alone, so that a later server may add some.
+    // Nothing unless `text` is a JSON object with all 24 keys, each of its type
+    // (Protocol::noData is not); keys beyond them are left alone, so that a later server may add some.
     static std::optional<LiveDocument> fromJson(const QString &text);
 };

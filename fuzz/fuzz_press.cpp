@@ -1,6 +1,7 @@
 // A browser's press message, as any page or script may send it: a command read from it is in
 // range, and its answer is JSON that carries the press's id back unchanged.
 #include "command.h"
+#include "protocol.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -18,7 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
             std::abort();
         return 0;
     }
-    if (command->kind == Command::Macro ? command->value < 1 || command->value > 15
+    if (command->kind == Command::Macro ? command->value < 1 || command->value > Protocol::chatMacroCount
                                         : command->value < 1 || command->value > 254)
         std::abort();
     const QJsonObject answer =

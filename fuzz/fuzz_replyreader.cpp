@@ -1,6 +1,7 @@
 // The client's reply reader on arbitrary bytes in arbitrary pieces: where the pieces fall never
 // changes the replies found, no reply claims bytes that did not come, and a reply the server
 // builds around any text is found whole behind any garbage.
+#include "protocol.h"
 #include "replyreader.h"
 #include "wiremessage.h"
 
@@ -45,7 +46,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         std::abort();
 
     const QString text = QString::fromUtf8(bytes).remove(QChar(0));
-    const QByteArray reply = WireMessage(207, 42, text).data;
+    const QByteArray reply = WireMessage(Protocol::Live, 42, text).data;
     if (reply.size() > 8 + 999999)
         return 0;
     ReplyReader behindGarbage;

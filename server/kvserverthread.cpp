@@ -4,6 +4,7 @@
 #include "documentsfolder.h"
 #include "framereader.h"
 #include "httpguard.h"
+#include "protocol.h"
 #include "publishedsession.h"
 #include "serverplatform.h"
 #include "wiremessage.h"
@@ -145,42 +146,42 @@ void kvServerThread::ProcessMessage(const WireMessage &message)
     const QString argument = message.payload.left(message.payload.size() - 1);
     QString reply;
     switch (message.command) {
-    case 201:
+    case Protocol::ClientName:
         clientName = argument;
         emit sigDebugString(QStringLiteral("(Server) - Client Name: %1").arg(clientName), 1);
         return;
-    case 202:
-        reply = QStringLiteral("kv-Beacon");
+    case Protocol::ServerName:
+        reply = QLatin1String(Protocol::serverName);
         emit sigDebugString(QStringLiteral("(Server) - Get Server name: %1").arg(QStringLiteral("kvBeacon")),
                             0);
         break;
-    case 203:
+    case Protocol::ClientId:
         reply = QString::number(socketDescriptor);
         emit sigDebugString(QStringLiteral("(Server) - Get Client ID: %1").arg(socketDescriptor), 0);
         break;
-    case 205:
+    case Protocol::ChatTexts:
         reply = DocumentsFolder::chatTexts(settings ? settings->iracingDocumentPath() : QString());
         break;
-    case 206:
+    case Protocol::ChatMacro:
         emit sigButtonChatClicked(argument.toInt(nullptr, 10) - 1);
-        reply = QStringLiteral("Button ok");
+        reply = QLatin1String(Protocol::macroDone);
         break;
-    case 207:
-    case 208:
+    case Protocol::Live:
+    case Protocol::Info:
         if (!sessionData) {
-            reply = QStringLiteral("NO DATA");
+            reply = QLatin1String(Protocol::noData);
         } else {
             // Built once per publish and shared by every request until the next one.
             const std::shared_ptr<const PublishedSession::Snapshot> published = sessionData->snapshot();
-            reply = message.command == 207 ? published->liveText() : published->infoText();
+            reply = message.command == Protocol::Live ? published->liveText() : published->infoText();
         }
         break;
-    case 209:
+    case Protocol::PressKey:
         emit sigKeyboardKey(argument.toInt(nullptr, 10));
-        reply = QStringLiteral("KEY OK");
+        reply = QLatin1String(Protocol::keyDone);
         break;
     default:
-        // 204, anything outside 201 to 209, and a refused frame: silence.
+        // The gap between the commands, any number outside them, and a refused frame: silence.
         return;
     }
     WriteMessage(WireMessage(message.command, message.id, reply).data);

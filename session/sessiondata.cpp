@@ -1,49 +1,58 @@
 #include "sessiondata.h"
 
+#include "protocol.h"
+
 #include <QJsonDocument>
 #include <QJsonValue>
 
 QJsonObject SessionData::LiveDocument() const
 {
+    // In the order of Protocol::liveKeys.
+    const QJsonValue values[] = {
+        QJsonValue(int(SessionNum)),
+        QJsonValue(SessionTimeSinceStarted),
+        QJsonValue(int(SessionLapsRemain)),
+        QJsonValue(int(SessionFlags)),
+        QJsonValue(int(DisplayUnits)),
+        QJsonValue(IsOnTrack),
+        QJsonValue(IsReplayPlaying),
+        QJsonValue(int(PlayerCarPosition)),
+        QJsonValue(int(PlayerCarClassPosition)),
+        QJsonValue(int(PlayerCarIdx)),
+        QJsonValue(int(RaceLaps)),
+        QJsonValue(double(TrackTempCrew)),
+        QJsonValue(double(AirTemp)),
+        QJsonValue(int(WeatherType)),
+        QJsonValue(int(Skies)),
+        QJsonValue(double(AirDensity)),
+        QJsonValue(double(AirPressure)),
+        QJsonValue(double(WindVel)),
+        QJsonValue(double(WindDir)),
+        QJsonValue(double(RelativeHumidity)),
+        QJsonValue(double(FogLevel)),
+        QJsonValue(double(FuelLevel)),
+        QJsonValue(double(FuelLevelPct)),
+        QJsonValue(double(FuelUsePerHour)),
+    };
+    static_assert(sizeof values / sizeof values[0] == Protocol::liveKeyCount, "a value for every live key");
     QJsonObject o;
-    o.insert(QStringLiteral("SessionNum"), QJsonValue(int(SessionNum)));
-    o.insert(QStringLiteral("SessionTimeSinceStarted"), QJsonValue(SessionTimeSinceStarted));
-    o.insert(QStringLiteral("SessionLapsRemain"), QJsonValue(int(SessionLapsRemain)));
-    o.insert(QStringLiteral("SessionFlags"), QJsonValue(int(SessionFlags)));
-    o.insert(QStringLiteral("DisplayUnits"), QJsonValue(int(DisplayUnits)));
-    o.insert(QStringLiteral("IsOnTrack"), QJsonValue(IsOnTrack));
-    o.insert(QStringLiteral("IsReplayPlaying"), QJsonValue(IsReplayPlaying));
-    o.insert(QStringLiteral("PlayerCarPosition"), QJsonValue(int(PlayerCarPosition)));
-    o.insert(QStringLiteral("PlayerCarClassPosition"), QJsonValue(int(PlayerCarClassPosition)));
-    o.insert(QStringLiteral("PlayerCarIdx"), QJsonValue(int(PlayerCarIdx)));
-    o.insert(QStringLiteral("RaceLaps"), QJsonValue(int(RaceLaps)));
-    o.insert(QStringLiteral("TrackTempCrew"), QJsonValue(double(TrackTempCrew)));
-    o.insert(QStringLiteral("AirTemp"), QJsonValue(double(AirTemp)));
-    o.insert(QStringLiteral("WeatherType"), QJsonValue(int(WeatherType)));
-    o.insert(QStringLiteral("Skies"), QJsonValue(int(Skies)));
-    o.insert(QStringLiteral("AirDensity"), QJsonValue(double(AirDensity)));
-    o.insert(QStringLiteral("AirPressure"), QJsonValue(double(AirPressure)));
-    o.insert(QStringLiteral("WindVel"), QJsonValue(double(WindVel)));
-    o.insert(QStringLiteral("WindDir"), QJsonValue(double(WindDir)));
-    o.insert(QStringLiteral("RelativeHumidity"), QJsonValue(double(RelativeHumidity)));
-    o.insert(QStringLiteral("FogLevel"), QJsonValue(double(FogLevel)));
-    o.insert(QStringLiteral("FuelLevel"), QJsonValue(double(FuelLevel)));
-    o.insert(QStringLiteral("FuelLevelPct"), QJsonValue(double(FuelLevelPct)));
-    o.insert(QStringLiteral("FuelUsePerHour"), QJsonValue(double(FuelUsePerHour)));
+    for (int i = 0; i < Protocol::liveKeyCount; ++i)
+        o.insert(QLatin1String(Protocol::liveKeys[i]), values[i]);
     return o;
 }
 
 QJsonObject SessionData::InfoDocument() const
 {
+    namespace Key = Protocol::InfoKey;
     QJsonObject o;
-    o.insert(QStringLiteral("SI.SessionType"), QJsonValue(SessionType));
-    o.insert(QStringLiteral("SI.SessionTime"), QJsonValue(SessionTime));
-    o.insert(QStringLiteral("SI.SessionNum"), QJsonValue(int(SiSessionNum)));
-    o.insert(QStringLiteral("SI.SessionLaps"), QJsonValue(int(SessionLaps)));
-    o.insert(QStringLiteral("WI.Trackname"), QJsonValue(TrackName));
-    o.insert(QStringLiteral("DI.DriverCarFuelKgPerLtr"), QJsonValue(double(DriverCarFuelKgPerLtr)));
-    o.insert(QStringLiteral("DI.DriverCarFuelMaxLtr"), QJsonValue(double(DriverCarFuelMaxLtr)));
-    o.insert(QStringLiteral("DI.DriverCarMaxFuelPct"), QJsonValue(double(DriverCarMaxFuelPct)));
+    o.insert(QLatin1String(Key::SessionType), QJsonValue(SessionType));
+    o.insert(QLatin1String(Key::SessionTime), QJsonValue(SessionTime));
+    o.insert(QLatin1String(Key::SessionNum), QJsonValue(int(SiSessionNum)));
+    o.insert(QLatin1String(Key::SessionLaps), QJsonValue(int(SessionLaps)));
+    o.insert(QLatin1String(Key::TrackName), QJsonValue(TrackName));
+    o.insert(QLatin1String(Key::DriverCarFuelKgPerLtr), QJsonValue(double(DriverCarFuelKgPerLtr)));
+    o.insert(QLatin1String(Key::DriverCarFuelMaxLtr), QJsonValue(double(DriverCarFuelMaxLtr)));
+    o.insert(QLatin1String(Key::DriverCarMaxFuelPct), QJsonValue(double(DriverCarMaxFuelPct)));
     return o;
 }
 

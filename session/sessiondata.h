@@ -50,9 +50,9 @@ public:
     float FuelLevelPct = 0.0f;
     float FuelUsePerHour = 0.0f;
 
-    // The values that change from moment to moment (command 207).
+    // The values that change from moment to moment (Protocol::Live).
     QJsonObject LiveDocument() const;
-    // What the session text says of the session, the track and the car (command 208).
+    // What the session text says of the session, the track and the car (Protocol::Info).
     QJsonObject InfoDocument() const;
 
     // The reply text of a document: indented JSON, keys sorted, ending in a line break.

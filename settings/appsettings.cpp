@@ -1,5 +1,7 @@
 #include "appsettings.h"
 
+#include "protocol.h"
+
 #include <QDebug>
 #include <QSettings>
 #include <QStandardPaths>
@@ -28,7 +30,7 @@ AppSettings::AppSettings(QObject *parent)
 
 quint16 AppSettings::port() const
 {
-    return quint16(settings->value(keyPort, int(47812)).toUInt() & 0xFFFF);
+    return quint16(settings->value(keyPort, int(Protocol::defaultPort)).toUInt() & 0xFFFF);
 }
 
 void AppSettings::setPort(quint16 port)

@@ -1,5 +1,7 @@
 #include "documentsfolder.h"
 
+#include "protocol.h"
+
 #include <QDebug>
 #include <QDir>
 #include <QFile>
@@ -17,14 +19,14 @@ QString DocumentsFolder::chatTexts(const QString &folder)
     const QString path = folder + QStringLiteral("/app.ini");
     const QFileInfo info(path);
     if (!info.exists() || !info.isFile() || !info.isReadable())
-        return QStringLiteral("iRacing not found");
+        return QLatin1String(Protocol::noChatTexts);
 
     // QSettings keeps parsed files in a process-wide cache that it trusts while size and
     // time stamp look unchanged, and file times are coarse: an edit right after a request
     // could be missed. A private copy under a fresh name is always read anew.
     QFile original(path);
     if (!original.open(QIODevice::ReadOnly))
-        return QStringLiteral("iRacing not found");
+        return QLatin1String(Protocol::noChatTexts);
     const QByteArray bytes = original.readAll();
     QTemporaryFile copy(QDir::tempPath() + QStringLiteral("/kvbeacon-app-XXXXXX.ini"));
     // Without a writable temporary folder the file itself is read: the cache may then be a
@@ -34,14 +36,14 @@ QString DocumentsFolder::chatTexts(const QString &folder)
     QString reply;
     {
         QSettings ini(copied ? copy.fileName() : path, QSettings::IniFormat);
-        for (int n = 1; n <= 15; ++n) {
+        for (int n = 1; n <= Protocol::chatMacroCount; ++n) {
             const QVariant value = ini.value(QStringLiteral("Autochat Messages/AutoChatStr%1").arg(n));
             // An unquoted comma makes QSettings hand the value over as a list.
             const QString text = value.type() == QVariant::StringList
                                      ? value.toStringList().join(QLatin1Char(','))
                                      : value.toString();
             qDebug() << text;
-            reply += text + QLatin1Char('|');
+            reply += text + QLatin1Char(Protocol::chatTextSeparator);
         }
     }
     reply.chop(1);

@@ -8,6 +8,7 @@
 namespace DocumentsFolder {
 // True when `folder` holds a file app.ini.
 bool holdsAppIni(const QString &folder);
-// The fifteen chat macro texts of `folder`'s app.ini joined by "|", or "iRacing not found".
+// The chat macro texts of `folder`'s app.ini joined by Protocol::chatTextSeparator, or
+// Protocol::noChatTexts.
 QString chatTexts(const QString &folder);
 } // namespace DocumentsFolder

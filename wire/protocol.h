@@ -12,11 +12,11 @@ enum Command : int {
     ChatMacro = 206, // runs a chat macro, 1 for the first
     Live = 207,      // the live document
     Info = 208,      // the info document
-    KeyPress = 209,  // presses a key by its Windows virtual-key code
+    PressKey = 209,  // presses a key by its Windows virtual-key code
 };
 // 204 lies between them and has no case: like any number outside the range, it goes unanswered.
 constexpr int firstCommand = ClientName;
-constexpr int lastCommand = KeyPress;
+constexpr int lastCommand = PressKey;
 
 constexpr unsigned short defaultPort = 47812;
 constexpr int chatMacroCount = 15;
@@ -41,6 +41,14 @@ constexpr char DriverCarFuelKgPerLtr[] = "DI.DriverCarFuelKgPerLtr";
 constexpr char DriverCarFuelMaxLtr[] = "DI.DriverCarFuelMaxLtr";
 constexpr char DriverCarMaxFuelPct[] = "DI.DriverCarMaxFuelPct";
 } // namespace InfoKey
+// All of them, for whoever checks a whole document.
+constexpr const char *infoKeys[] = {
+    InfoKey::SessionType,         InfoKey::SessionTime,         InfoKey::SessionNum,
+    InfoKey::SessionLaps,         InfoKey::TrackName,           InfoKey::DriverCarFuelKgPerLtr,
+    InfoKey::DriverCarFuelMaxLtr, InfoKey::DriverCarMaxFuelPct,
+};
+constexpr int infoKeyCount = sizeof infoKeys / sizeof infoKeys[0];
+static_assert(infoKeyCount == 8, "the info document holds 8 keys");
 
 // The live document's keys, in the order the server writes them.
 constexpr const char *liveKeys[] = {

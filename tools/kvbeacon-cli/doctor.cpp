@@ -2,6 +2,7 @@
 
 #include "beaconclient.h"
 #include "pause.h"
+#include "protocol.h"
 
 namespace {
 bool startValues(const LiveDocument &live)
@@ -33,8 +34,8 @@ Doctor::Report Doctor::examine(const QString &host, quint16 port, int timeoutMs)
         return problem(Unreachable,
                        QStringLiteral("kvBeacon is unreachable at %1 (%2): %3").arg(where, error, cause));
     }
-    const std::optional<Reply> name = client.request(202, QString(), timeoutMs);
-    if (!name || name->payload != QLatin1String("kv-Beacon"))
+    const std::optional<Reply> name = client.request(Protocol::ServerName, QString(), timeoutMs);
+    if (!name || name->payload != QLatin1String(Protocol::serverName))
         return problem(
             BadReply, QStringLiteral("Something at %1 takes connections but does not answer as kvBeacon: %2.")
                           .arg(where, name ? name->payload : client.errorText()));

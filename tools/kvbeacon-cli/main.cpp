@@ -2,6 +2,7 @@
 #include "beaconclient.h"
 #include "doctor.h"
 #include "keynames.h"
+#include "protocol.h"
 #include "record.h"
 #include "watch.h"
 
@@ -159,19 +160,18 @@ int main(int argc, char *argv[])
     if (name == QLatin1String("live") || name == QLatin1String("info")) {
         if (name == QLatin1String("live"))
             client.waitForFreshDocuments();
-        return printDocument(client, name == QLatin1String("live") ? 207 : 208, parser.value(field),
-                             timeoutMs);
+        return printDocument(client, name == QLatin1String("live") ? Protocol::Live : Protocol::Info,
+                             parser.value(field), timeoutMs);
     }
     if (name == QLatin1String("chat")) {
-        const std::optional<Reply> reply = client.request(205, QString(), timeoutMs);
-        if (!reply)
+        const std::optional<ChatMacros> macros = client.chatMacros(timeoutMs);
+        if (!macros)
             return fail(Doctor::BadReply, client.errorText());
-        if (reply->payload == QLatin1String("iRacing not found"))
+        if (macros->status == ChatMacros::NoAppIni)
             return fail(Doctor::NoChatTexts,
                         QStringLiteral("kvBeacon finds no app.ini in its documents folder"));
-        const QStringList texts = reply->payload.split(QLatin1Char('|'));
-        for (int i = 0; i < texts.size(); ++i)
-            std::printf("%d\t%s\n", i + 1, texts.at(i).toUtf8().constData());
+        for (int i = 0; i < macros->texts.size(); ++i)
+            std::printf("%d\t%s\n", i + 1, macros->texts.at(i).toUtf8().constData());
         return Doctor::Healthy;
     }
     if (needsArgument) {
@@ -179,15 +179,17 @@ int main(int argc, char *argv[])
         const bool macro = name == QLatin1String("macro");
         const int number = argument.toInt(&ok);
         const std::optional<int> key = KeyNames::code(argument);
-        if (macro ? !ok || number < 1 || number > 15 : !key)
-            return fail(Doctor::Usage, macro ? QStringLiteral("macro takes a number from 1 to 15")
-                                             : QStringLiteral("no key is named \"%1\"").arg(argument));
+        if (macro ? !ok || number < 1 || number > Protocol::chatMacroCount : !key)
+            return fail(
+                Doctor::Usage,
+                macro ? QStringLiteral("macro takes a number from 1 to %1").arg(Protocol::chatMacroCount)
+                      : QStringLiteral("no key is named \"%1\"").arg(argument));
         if (macro ? !client.runMacro(number, timeoutMs) : !client.pressKey(*key, timeoutMs))
             return fail(Doctor::BadReply, client.errorText());
         return Doctor::Healthy;
     }
-    const std::optional<Reply> reply =
-        client.request(name == QLatin1String("name") ? 202 : 203, QString(), timeoutMs);
+    const std::optional<Reply> reply = client.request(
+        name == QLatin1String("name") ? Protocol::ServerName : Protocol::ClientId, QString(), timeoutMs);
     if (!reply)
         return fail(Doctor::BadReply, client.errorText());
     std::printf("%s\n", reply->payload.toUtf8().constData());

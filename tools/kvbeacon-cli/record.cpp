@@ -3,6 +3,7 @@
 #include "beaconclient.h"
 #include "doctor.h"
 #include "pause.h"
+#include "protocol.h"
 
 #include <QDateTime>
 #include <QElapsedTimer>
@@ -76,11 +77,12 @@ int Record::run(BeaconClient &client, const Options &options)
         const qint64 started = clock.elapsed();
         // The chat texts change rarely: read every two seconds, as kvbeacon-web does.
         const bool askChat = !sinceChat.isValid() || sinceChat.elapsed() >= 2000;
-        const std::optional<Reply> live = client.request(207, QString(), options.timeoutMs);
+        const std::optional<Reply> live = client.request(Protocol::Live, QString(), options.timeoutMs);
         const std::optional<Reply> info =
-            live ? client.request(208, QString(), options.timeoutMs) : std::nullopt;
+            live ? client.request(Protocol::Info, QString(), options.timeoutMs) : std::nullopt;
         const std::optional<Reply> chat =
-            info && askChat ? client.request(205, QString(), options.timeoutMs) : std::nullopt;
+            info && askChat ? client.request(Protocol::ChatTexts, QString(), options.timeoutMs)
+                            : std::nullopt;
         if (!info || (askChat && !chat)) {
             std::fprintf(stderr, "\nkvbeacon-cli: %s; connecting anew\n", qPrintable(client.errorText()));
             while (!stopRequested && !client.reconnect(options.timeoutMs))
@@ -90,9 +92,10 @@ int Record::run(BeaconClient &client, const Options &options)
         }
         if (askChat) {
             sinceChat.start();
-            chatNow = chat->payload == QLatin1String("iRacing not found")
+            const ChatMacros macros = ChatMacros::fromReply(chat->payload);
+            chatNow = macros.status == ChatMacros::NoAppIni
                           ? QJsonValue()
-                          : QJsonValue(QJsonArray::fromStringList(chat->payload.split('|')));
+                          : QJsonValue(QJsonArray::fromStringList(macros.texts));
         }
         const QJsonObject liveObject = QJsonDocument::fromJson(live->payload.toUtf8()).object();
         const double time = liveObject.value(QLatin1String("SessionTimeSinceStarted")).toDouble(-1);

@@ -3,6 +3,7 @@
 #include "beaconclient.h"
 #include "doctor.h"
 #include "pause.h"
+#include "protocol.h"
 
 #include <QElapsedTimer>
 #include <QJsonArray>
@@ -59,9 +60,9 @@ int Watch::run(BeaconClient &client, const Options &options)
     for (int sample = 0; options.count == 0 || sample < options.count;) {
         const qint64 started = clock.elapsed();
         bool answered = false;
-        QJsonObject values = document(client, 207, options.timeoutMs, answered);
+        QJsonObject values = document(client, Protocol::Live, options.timeoutMs, answered);
         if (answered && wantsInfo && (!sinceInfo.isValid() || sinceInfo.elapsed() >= 1000)) {
-            info = document(client, 208, options.timeoutMs, answered);
+            info = document(client, Protocol::Info, options.timeoutMs, answered);
             sinceInfo.start();
         }
         if (!answered) {

@@ -158,7 +158,7 @@ void BeaconLink::runCommands(BeaconClient &client)
     for (const Command &command : taken) {
         std::optional<QString> reply;
         if (client.isConnected()) {
-            reply = client.press(command.kind == Command::Macro ? Protocol::ChatMacro : Protocol::KeyPress,
+            reply = client.press(command.kind == Command::Macro ? Protocol::ChatMacro : Protocol::PressKey,
                                  command.value, timing.requestMs);
             if (!reply)
                 lostBeacon(client);

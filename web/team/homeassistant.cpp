@@ -1,6 +1,7 @@
 #include "homeassistant.h"
 
 #include "mqttsettings.h"
+#include "protocol.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -30,8 +31,15 @@ const Sensor sensors[] = {
     {"fuel", "Fuel", "live", "{{ value_json.live.FuelLevel | round(1) }}", "L"},
     {"position", "Position", "live", "{{ value_json.live.PlayerCarPosition }}", nullptr},
     {"laps_remaining", "Laps remaining", "live", "{{ value_json.live.SessionLapsRemain }}", nullptr},
-    {"session", "Session", "info", "{{ value_json.info['SI.SessionType'] }}", nullptr},
+    {"session", "Session", "info", nullptr, nullptr},
 };
+
+QString valueTemplate(const Sensor &sensor)
+{
+    if (sensor.value)
+        return QLatin1String(sensor.value);
+    return QStringLiteral("{{ value_json.info['%1'] }}").arg(QLatin1String(Protocol::InfoKey::SessionType));
+}
 } // namespace
 
 std::vector<HomeAssistant::Announcement> HomeAssistant::discovery(const MqttSettings &settings)
@@ -46,7 +54,7 @@ std::vector<HomeAssistant::Announcement> HomeAssistant::discovery(const MqttSett
         QJsonObject config{{QStringLiteral("name"), QLatin1String(sensor.name)},
                            {QStringLiteral("unique_id"), node + QLatin1Char('_') + QLatin1String(sensor.key)},
                            {QStringLiteral("state_topic"), settings.topic(QLatin1String(sensor.topic))},
-                           {QStringLiteral("value_template"), QLatin1String(sensor.value)},
+                           {QStringLiteral("value_template"), valueTemplate(sensor)},
                            {QStringLiteral("availability_topic"), settings.topic(QStringLiteral("status"))},
                            {QStringLiteral("device"), device}};
         if (sensor.unit)

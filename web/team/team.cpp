@@ -1,5 +1,7 @@
 #include "team.h"
 
+#include "protocol.h"
+
 #include "untrustedjson.h"
 
 #include <QJsonArray>
@@ -37,7 +39,7 @@ QJsonObject shown(const QString &kind, const QJsonObject &message)
     }
     const QJsonObject info = message.value(QLatin1String("info")).toObject();
     QJsonObject texts;
-    for (const char *key : {"SI.SessionType", "WI.Trackname"})
+    for (const char *key : {Protocol::InfoKey::SessionType, Protocol::InfoKey::TrackName})
         if (info.value(QLatin1String(key)).isString())
             texts.insert(QLatin1String(key),
                          info.value(QLatin1String(key)).toString().left(Team::maxTextLength));
