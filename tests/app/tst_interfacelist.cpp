@@ -1,8 +1,7 @@
 #include "interfacelist.h"
 
-#include <QComboBox>
-#include <QLineEdit>
 #include <QtTest>
+#include <QtWidgets>
 
 using Flags = QNetworkInterface::InterfaceFlags;
 

@@ -1,5 +1,6 @@
 #include "benchkit.h"
 #include "blockingclient.h"
+#include "protocol.h"
 #include "wiremessage.h"
 
 #include <QtTest>
@@ -21,16 +22,17 @@ void tst_BenchKit::figuresAndReplies()
                             benchkit::percentile(hundred, 0.001), benchkit::percentile(ten, 0.5),
                             benchkit::percentile(ten, 0.95)}),
              QList<double>({0, 99, 1, 5, 10}));
-    const QByteArray frame = WireMessage(208, 3, "{\n    \"A\": 1,\n    \"B\": 2\n}\n").data;
-    QVERIFY(benchkit::isDocumentReply(frame, 208, 3, 2) && !benchkit::isDocumentReply(frame, 208, 3, 3) &&
-            !benchkit::isDocumentReply(frame, 207, 3, 2) && !benchkit::isDocumentReply(frame, 208, 4, 2) &&
-            !benchkit::isDocumentReply(frame.chopped(1), 208, 3, 2));
+    using Protocol::Info, Protocol::Live;
+    const QByteArray frame = WireMessage(Info, 3, "{\n    \"A\": 1,\n    \"B\": 2\n}\n").data;
+    QVERIFY(benchkit::isDocumentReply(frame, Info, 3, 2) && !benchkit::isDocumentReply(frame, Info, 3, 3) &&
+            !benchkit::isDocumentReply(frame, Live, 3, 2) && !benchkit::isDocumentReply(frame, Info, 4, 2) &&
+            !benchkit::isDocumentReply(frame.chopped(1), Info, 3, 2));
     benchkit::EchoServer echo;
     const std::uint16_t port = echo.start();
     BlockingClient a, b;
     QVERIFY(port != 0 && a.connectTo(port) && b.connectTo(port));
-    const QByteArray big = WireMessage(207, 1, QString(99000, 'x')).data,
-                     small = WireMessage(202, 2, "").data;
+    const QByteArray big = WireMessage(Live, 1, QString(99000, 'x')).data,
+                     small = WireMessage(Protocol::ServerName, 2, "").data;
     QVERIFY(a.send(big + small) && b.send(small));
     QVERIFY(b.readFrame() == small && a.readFrame() == big && a.readFrame() == small);
 }

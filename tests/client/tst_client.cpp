@@ -1,7 +1,5 @@
 #include "serverfixture.h"
 
-#include <QTcpServer>
-
 class tst_Client : public QObject
 {
     Q_OBJECT
@@ -78,7 +76,7 @@ void tst_Client::documentsParse()
     missing.remove(QStringLiteral("WI.Trackname"));
     QVERIFY(!LiveDocument::fromJson(SessionData::documentText(wrongType)));
     QVERIFY(!InfoDocument::fromJson(SessionData::documentText(missing)));
-    QVERIFY(!LiveDocument::fromJson(QStringLiteral("NO DATA")) && !InfoDocument::fromJson(QString()));
+    QVERIFY(!LiveDocument::fromJson(QLatin1String(Protocol::noData)) && !InfoDocument::fromJson(QString()));
 }
 
 void tst_Client::requestsAgainstTheServer()
@@ -88,9 +86,10 @@ void tst_Client::requestsAgainstTheServer()
     QSignalSpy chats(&f.server, &kvServer::sigButtonChatClicked), keys(&f.server, &kvServer::sigKeyboardKey);
 
     // A request right behind one without a reply would wait in the server for more bytes.
-    QVERIFY(f.client.tell(201, QStringLiteral("J\u00fcrgen's dash")));
-    const std::optional<Reply> name = f.client.request(202);
-    QVERIFY(name && name->command == 202 && name->payload == QLatin1String("kv-Beacon"));
+    QVERIFY(f.client.tell(Protocol::ClientName, QStringLiteral("J\u00fcrgen's dash")));
+    const std::optional<Reply> name = f.client.request(Protocol::ServerName);
+    QVERIFY(name && name->command == Protocol::ServerName &&
+            name->payload == QLatin1String(Protocol::serverName));
     QTRY_VERIFY(f.logTexts().contains(QStringLiteral("(Server) - Client Name: J\u00fcrgen's dash")));
     QCOMPARE(f.client.chatTexts().value_or(QStringList()), QString("|Box,box" + QString(13, '|')).split('|'));
     QVERIFY(f.client.runMacro(3) && f.client.pressKey(0x70));
@@ -123,9 +122,10 @@ void tst_Client::cutRepliesAndLostServers()
     peer->write("@000030;205;000001;Box");
     const std::optional<Reply> cut = client.nextReply();
     QVERIFY(cut && cut->cut && cut->id == 1 && cut->payload == QLatin1String("Box"));
-    QVERIFY(!client.request(202, QString(), 300) && client.errorText().contains(QLatin1String("no reply")));
+    QVERIFY(!client.request(Protocol::ServerName, QString(), 300) &&
+            client.errorText().contains(QLatin1String("no reply")));
     peer->close();
-    QVERIFY(!client.request(202, QString(), 3000) && !client.isConnected());
+    QVERIFY(!client.request(Protocol::ServerName, QString(), 3000) && !client.isConnected());
     QVERIFY(client.reconnect(1000));
     QTRY_VERIFY(fake.hasPendingConnections());
     fake.close();

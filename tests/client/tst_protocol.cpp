@@ -1,9 +1,5 @@
 #include "serverfixture.h"
 
-#include <QElapsedTimer>
-#include <QLoggingCategory>
-#include <QRegularExpression>
-
 // Every exchange block of PROTOCOL.md replayed against a real server, byte for byte; the test
 // plays the simulator and the telemetry poll's rule (publish only while no client has left).
 class tst_Protocol : public QObject
@@ -98,22 +94,13 @@ void tst_Protocol::jsonExamples()
 // rule (pause, check that SessionTimeSinceStarted moves, else connect again) gets past that.
 void tst_Protocol::reconnectRule()
 {
-    QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false")); // the server's lines
-    kvServer server(nullptr, nullptr);
-    server.StartServer(QString(), 0);
+    quietDebugLines();
     // The telemetry poll on the main thread, as in kvBeacon: every 100 ms it waits for the
     // simulator's next row (at 60 rows a second, 0 to 16 ms), then publishes while no client
     // has left since the last connect.
-    SessionData simulator;
-    QTimer poll;
+    PollingServer beacon;
     int polls = 0;
-    connect(&poll, &QTimer::timeout, [&] {
-        QThread::msleep(static_cast<unsigned long>(polls++ % 17));
-        simulator.SessionTimeSinceStarted = polls / 10.0;
-        if (server.clientConnected)
-            server.publish(simulator);
-    });
-    poll.start(100);
+    beacon.beforePoll = [&] { QThread::msleep(static_cast<unsigned long>(polls++ % 17)); };
 
     constexpr int rounds = 20;
     int frozen = 0, moving = 0, retries = 0; // read once `done` is set
@@ -140,10 +127,10 @@ void tst_Protocol::reconnectRule()
         };
         // At once: one connection closed and another opened straight after (a client of its own,
         // as BeaconClient::reconnect itself waits the pause).
-        c.connectTo(loopback, server.serverPort());
+        c.connectTo(loopback, beacon.port);
         for (int i = 0; i < rounds && inTime(); ++i) {
             (i % 2 ? other : c).close();
-            (i % 2 ? c : other).connectTo(loopback, server.serverPort());
+            (i % 2 ? c : other).connectTo(loopback, beacon.port);
             frozen += !moves(i % 2 ? c : other);
         }
         other.close();

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QProcess>
 #include <QtTest>
 
 // A program run by a test, its standard output gathered as it comes: the simulator stand-in
@@ -19,6 +18,12 @@ struct ProgramOutput
     {
         process.kill();
         process.waitForFinished();
+    }
+    // Asks it to end, as a user would, and waits until it has.
+    bool quit(int ms = 5000)
+    {
+        process.write("quit\n");
+        return process.waitForFinished(ms);
     }
     int count(const QByteArray &text) { return (output += process.readAllStandardOutput()).count(text); }
     bool waitFor(const QByteArray &text, int ms = 5000)

@@ -1,16 +1,16 @@
 #pragma once
 
 #include "appsettings.h"
+#include "basics.h"
 #include "beaconclient.h"
 #include "kvserver.h"
 #include "kvserverthread.h"
+#include "protocol.h"
 #include "wiremessage.h"
 
 #include <QSignalSpy>
-#include <QStandardPaths>
 #include <QTcpServer>
-#include <QTemporaryDir>
-#include <QThread>
+#include <QTcpSocket>
 #include <QtTest>
 
 #include <atomic>
@@ -39,20 +39,17 @@ inline QByteArray request(int command, int id, const QByteArray &payload = QByte
     return WireMessage(command, id, QString::fromLatin1(payload)).data;
 }
 
-// The server's debug lines, one per request, would bury the test's own.
+// The server's debug lines, one per request, would bury the test's own: they are counted as
+// frames taken in, not printed.
+inline std::atomic<int> framesIn{0};
 inline void quietDebugLines()
 {
     qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &text) {
         if (type != QtDebugMsg)
             fprintf(stderr, "%s\n", qPrintable(text));
+        else if (text.contains(QLatin1String(": Data in: ")))
+            ++framesIn;
     });
-}
-
-// Writes `text` as the whole of the file at `path`.
-inline bool writeFile(const QString &path, const QByteArray &text)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(text) == text.size();
 }
 
 // A port that nothing listens on now, on any interface.
@@ -62,6 +59,32 @@ inline quint16 freePort()
     probe.listen(QHostAddress::Any, 0);
     return probe.serverPort();
 }
+
+// A connection that writes bytes as they stand, as a page, a browser or a hostile client would,
+// to a server on this machine (from another of its addresses if `from` names one).
+struct RawConnection : QTcpSocket
+{
+    explicit RawConnection(quint16 port, const QString &host = loopback, const QString &from = QString())
+    {
+        if (!from.isEmpty())
+            bind(QHostAddress(from));
+        connectToHost(host, port);
+    }
+    // What comes back to `bytes` until the connection closes, an HTTP head is whole or `ms` pass.
+    QByteArray exchange(const QByteArray &bytes, int ms = 3000)
+    {
+        if (!waitForConnected(3000))
+            return "(no connection)";
+        write(bytes);
+        QByteArray answer;
+        QElapsedTimer clock;
+        clock.start();
+        while (clock.elapsed() < ms && state() == ConnectedState && !answer.contains("\r\n\r\n"))
+            if (waitForReadyRead(100))
+                answer += readAll();
+        return answer + readAll();
+    }
+};
 
 // Settings in QtTest's own location whose documents folder holds an app.ini of `appIni`.
 struct DocumentsSettings
@@ -81,19 +104,14 @@ struct DocumentsSettings
 };
 
 // A started server on a free loopback port, its log lines recorded, and one connected
-// client. The server's debug lines are counted as frames taken in, not printed.
+// client; the server's debug lines quiet.
 struct ServerWithClient
 {
     explicit ServerWithClient(AppSettings *settings = nullptr)
         : server(settings, nullptr), log(&server, &kvServer::sigDebugString)
     {
         framesIn = 0;
-        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &text) {
-            if (type != QtDebugMsg)
-                fprintf(stderr, "%s\n", qPrintable(text));
-            else if (text.contains(QLatin1String(": Data in: ")))
-                ++framesIn;
-        });
+        quietDebugLines();
         server.StartServer(QString(), 0);
         client.connectTo(loopback, server.serverPort());
         (void)QTest::qWaitFor([this] { return server.currentThread && server.currentThread->isServing(); });
@@ -108,10 +126,37 @@ struct ServerWithClient
         return texts;
     }
 
-    static inline std::atomic<int> framesIn{0};
     kvServer server;
     QSignalSpy log;
     BeaconClient client;
+};
+
+// kvBeacon's server with a simulator behind it, as its telemetry poll runs it: each poll the
+// record moves on while the simulator runs, and is published while no client has left since
+// the last connect.
+struct PollingServer
+{
+    explicit PollingServer(AppSettings *settings = nullptr) : server(settings, nullptr)
+    {
+        server.StartServer(QString(), 0);
+        port = server.serverPort();
+        poll.callOnTimeout([this] {
+            if (beforePoll)
+                beforePoll();
+            if (simulatorRuns)
+                record.SessionTimeSinceStarted += 0.1;
+            if (simulatorRuns && server.clientConnected)
+                server.publish(record);
+        });
+        poll.start(BeaconClient::pollPeriodMs);
+    }
+
+    kvServer server;
+    quint16 port = 0;
+    SessionData record;
+    QTimer poll;
+    bool simulatorRuns = true;
+    std::function<void()> beforePoll; // what each poll does first
 };
 
 // Runs `body(i)` for each i below `count` on threads of their own, QThreads so that sockets

@@ -1,13 +1,9 @@
 #pragma once
 
-#include <QApplication>
-#include <QLabel>
-#include <QSettings>
-#include <QStandardPaths>
-#include <QStatusBar>
-#include <QTemporaryDir>
-#include <QTimer>
+#include "basics.h"
+
 #include <QtTest>
+#include <QtWidgets>
 
 #include <functional>
 
@@ -29,11 +25,11 @@ inline void startSettings(const QVariantMap &values)
         file.setValue(it.key(), it.value());
 }
 
+// Writes the app.ini of a documents folder, and gives the folder.
 inline QString makeDocuments(const QTemporaryDir &dir, const QByteArray &appIni)
 {
-    QFile file(dir.filePath(QStringLiteral("app.ini")));
-    file.open(QIODevice::WriteOnly);
-    file.write(appIni);
+    if (!writeFile(dir.filePath(QStringLiteral("app.ini")), appIni))
+        qFatal("app.ini not written");
     return dir.path();
 }
 

@@ -1,14 +1,5 @@
 #include "kvbeacon.h"
-#include "kvserver.h"
-#include "programoutput.h"
-#include "serverfixture.h"
-#include "windowfixture.h"
-
-#include <QLineEdit>
-#include <QPlainTextEdit>
-#include <QPushButton>
-
-#include <sys/mman.h>
+#include "standin.h"
 
 using namespace WindowFixture;
 
@@ -34,22 +25,10 @@ private slots:
 
 void tst_EndToEnd::liveSession()
 {
-    shm_unlink("/IRSDKMemMapFileName");
-    shm_unlink("/IRSDKDataValidEvent");
-    QTemporaryDir dir;
-    const QString scenario = dir.filePath(QStringLiteral("e2e.scenario"));
-    QVERIFY(writeFile(scenario, scenarioText));
-    const quint16 port = freePort();
-    QTemporaryDir documents;
-    QFile(documents.filePath(QStringLiteral("controls.cfg"))).open(QIODevice::WriteOnly);
-    startSettings({{"main/port", port},
-                   {"main/autostartserver", true},
-                   {"paths/iracingdocument", makeDocuments(documents, "[Autochat Messages]\n")}});
-
-    ProgramOutput standIn; // its window two levels down, as a reparenting window manager puts it
-    QVERIFY(
-        standIn.start(QStringLiteral(KVB_SIMULATOR), {"--scenario", scenario, "--nest", "2"}, "publishing"));
-    QVERIFY(standIn.waitFor("window opened"));
+    StandIn standIn(scenarioText, "[Autochat Messages]\n");
+    QVERIFY(writeFile(standIn.documents.filePath(QStringLiteral("controls.cfg")), ""));
+    // Its window two levels down, as a reparenting window manager puts it.
+    QVERIFY(standIn.play({"--nest", "2"}) && standIn.waitFor("window opened"));
     kvBeacon w;
     w.show();
     QTRY_COMPARE_WITH_TIMEOUT(statusText(&w, 0), QStringLiteral("iRacing founded"), 10000);
@@ -62,17 +41,17 @@ void tst_EndToEnd::liveSession()
     // The server starts by itself on the stored port.
     QTRY_VERIFY_WITH_TIMEOUT(w.findChild<kvServer *>(), 3000);
     BeaconClient client;
-    QVERIFY(client.connectTo(loopback, port, 3000));
-    QCOMPARE(ask(client, request(202, 1)), QByteArray("@000021;202;000001;kv-Beacon;"));
+    QVERIFY(client.connectTo(loopback, standIn.port, 3000));
+    QCOMPARE(ask(client, request(Protocol::ServerName, 1)), QByteArray("@000021;202;000001;kv-Beacon;"));
     QCOMPARE(statusText(&w, 1), QStringLiteral("1 client connected"));
     QVERIFY(child<QPlainTextEdit>(&w, "plainTextEdit_debug")
                 ->toPlainText()
-                .startsWith(
-                    QStringLiteral("(Server) - Listening to port %1\n(Server) - Connecting... ").arg(port)));
+                .startsWith(QStringLiteral("(Server) - Listening to port %1\n(Server) - Connecting... ")
+                                .arg(standIn.port)));
     int id = 100;
     const auto liveShows = [&](const char *fuel, int ms = 5000) {
         const QByteArray line = QByteArray("\n    \"FuelLevel\": ") + fuel + ",\n";
-        return QTest::qWaitFor([&] { return ask(client, request(207, ++id)).contains(line); }, ms);
+        return QTest::qWaitFor([&] { return ask(client, request(Protocol::Live, ++id)).contains(line); }, ms);
     };
     const auto fuelShows = [&](const char *fuel) {
         return standIn.send("set FuelLevel " + QByteArray(fuel)) && liveShows(fuel);
@@ -81,7 +60,7 @@ void tst_EndToEnd::liveSession()
 
     // A key reaches it while it has the focus; the flag follows at the next session poll.
     QVERIFY(standIn.send("focus"));
-    QTRY_VERIFY_WITH_TIMEOUT(ask(client, request(209, ++id, "65")).endsWith(";KEY OK;") &&
+    QTRY_VERIFY_WITH_TIMEOUT(ask(client, request(Protocol::PressKey, ++id, "65")).endsWith(";KEY OK;") &&
                                  standIn.waitFor("key up keycode=", 300),
                              6000);
     // Keys of earlier tries may still be on their way: each down has its up, both of "a".
@@ -96,7 +75,7 @@ void tst_EndToEnd::liveSession()
     other.activateWindow();
     QTRY_VERIFY_WITH_TIMEOUT(other.hasFocus() && QApplication::activeWindow() == &other, 3000);
     QTest::qWait(2500); // two session polls at the least
-    QCOMPARE(ask(client, request(209, 8, "66")), QByteArray("@000018;209;000008;KEY OK;"));
+    QCOMPARE(ask(client, request(Protocol::PressKey, 8, "66")), QByteArray("@000018;209;000008;KEY OK;"));
     QTest::qWait(500);
     QCOMPARE(standIn.count("key down"), keysPressed);
     QVERIFY2(other.text().isEmpty(), qPrintable(other.text()));
@@ -108,8 +87,7 @@ void tst_EndToEnd::liveSession()
     QCOMPARE(child<QLabel>(&w, "label_trackname")->text(), QStringLiteral("e2e_track"));
     QVERIFY(liveShows("33.5", 0));
     // Back with lower ticks: the link attaches again and the values move on.
-    QVERIFY(standIn.start(QStringLiteral(KVB_SIMULATOR), {"--scenario", scenario, "--start-tick", "1"},
-                          "publishing"));
+    QVERIFY(standIn.play({"--start-tick", "1"}));
     QTRY_COMPARE_WITH_TIMEOUT(statusText(&w, 0), QStringLiteral("iRacing founded"), 10000);
     QVERIFY(fuelShows("11.25"));
     // Stopped by the user: the polls run on without a server.
@@ -118,10 +96,7 @@ void tst_EndToEnd::liveSession()
     QTest::qWait(300); // a few rows for the fast poll
     QCOMPARE(statusText(&w, 0), QStringLiteral("iRacing founded"));
     w.close();
-    standIn.process.write("quit\n");
-    QVERIFY(standIn.process.waitForFinished(5000));
-    shm_unlink("/IRSDKMemMapFileName");
-    shm_unlink("/IRSDKDataValidEvent");
+    QVERIFY(standIn.quit());
 }
 
 QTEST_MAIN(tst_EndToEnd)

@@ -1,16 +1,9 @@
 #include "kvbeacon.h"
-#include "programoutput.h"
 #include "recording.h"
-#include "serverfixture.h"
-#include "windowfixture.h"
-
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
+#include "standin.h"
 
 #include <algorithm>
 #include <sstream>
-#include <sys/mman.h>
 
 using namespace WindowFixture;
 
@@ -35,7 +28,7 @@ QList<QJsonObject> samplesOf(const QString &path)
     QList<QJsonObject> samples;
     for (const QByteArray &line : file.readAll().split('\n'))
         if (!line.isEmpty())
-            samples.append(QJsonDocument::fromJson(line).object());
+            samples.append(json(line));
     return samples;
 }
 } // namespace
@@ -48,26 +41,15 @@ class tst_RecordReplay : public QObject
     Q_OBJECT
 private slots:
     void roundTrip();
+    void badAndCutFiles_data();
     void badAndCutFiles();
-
-private:
-    QTemporaryDir dir;
 };
 
 void tst_RecordReplay::roundTrip()
 {
-    shm_unlink("/IRSDKMemMapFileName");
-    shm_unlink("/IRSDKDataValidEvent");
-    const QString scenario = dir.filePath(QStringLiteral("race.scenario"));
-    QVERIFY(writeFile(scenario, scenarioText));
-    const quint16 port = freePort();
-    QTemporaryDir documents;
-    startSettings(
-        {{"main/port", port},
-         {"main/autostartserver", true},
-         {"paths/iracingdocument", makeDocuments(documents, "[Autochat Messages]\nAutoChatStr2=Thanks\n")}});
-    ProgramOutput standIn;
-    QVERIFY(standIn.start(QStringLiteral(KVB_SIMULATOR), {"--scenario", scenario}, "publishing"));
+    StandIn standIn(scenarioText, "[Autochat Messages]\nAutoChatStr2=Thanks\n");
+    const QTemporaryDir &dir = standIn.dir;
+    QVERIFY(standIn.play());
     kvBeacon window;
     window.show();
     QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(&window, "label_trackname")->text(),
@@ -76,8 +58,8 @@ void tst_RecordReplay::roundTrip()
     QProcess cli;
     cli.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     const auto startRecording = [&](const QString &name, int seconds) {
-        cli.start(QStringLiteral(KVB_CLI), {"--port", QString::number(port), "record", dir.filePath(name),
-                                            "--duration", QString::number(seconds)});
+        cli.start(QStringLiteral(KVB_CLI), {"--port", QString::number(standIn.port), "record",
+                                            dir.filePath(name), "--duration", QString::number(seconds)});
     };
     // The window's server answers it on this thread: the events must go on meanwhile.
     const auto recorded = [&] {
@@ -86,21 +68,18 @@ void tst_RecordReplay::roundTrip()
     };
     startRecording(QStringLiteral("first.jsonl"), 6);
     QVERIFY(recorded());
-    standIn.process.write("quit\n");
-    QVERIFY(standIn.process.waitForFinished(5000));
+    QVERIFY(standIn.quit());
     // The second recorder first reads the race's last row, which kvBeacon keeps while no
     // simulator writes: that is no part of the replay.
     startRecording(QStringLiteral("second.jsonl"), 8);
     QTest::qWait(1000);
-    QVERIFY(standIn.start(QStringLiteral(KVB_SIMULATOR), {"--replay", dir.filePath("first.jsonl")},
-                          "publishing"));
+    QVERIFY(standIn.replay(dir.filePath("first.jsonl")));
     QVERIFY(recorded());
     // The stand-in's commands still act on a replay.
     QVERIFY(standIn.send("track elsewhere"));
     QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(&window, "label_trackname")->text(), QStringLiteral("elsewhere"),
                               5000);
-    standIn.process.write("quit\n");
-    standIn.process.waitForFinished(5000);
+    standIn.quit();
 
     const QList<QJsonObject> first = samplesOf(dir.filePath("first.jsonl"));
     const QList<QJsonObject> second = samplesOf(dir.filePath("second.jsonl"));
@@ -149,39 +128,40 @@ void tst_RecordReplay::roundTrip()
     QVERIFY2(worst <= 0.5, qPrintable(QString::number(worst)));
 }
 
+void tst_RecordReplay::badAndCutFiles_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<double>("length");   // -1: refused
+    QTest::addColumn<QByteArray>("said"); // the error of a refused file, the warning of one that plays
+    const auto line = [](const char *text) { return QByteArray(text) + '\n'; };
+    const QByteArray head = line(R"({"format":"kvbeacon-recording","hz":10,"version":1})");
+    const QByteArray sample = line(R"({"live":{"FuelLevel":5,"SessionTimeSinceStarted":1},"t":0})");
+    const QByteArray later = line(R"({"live":{"FuelLevel":4,"SessionTimeSinceStarted":2},"t":0.5})");
+    const QByteArray noFormat = "r.jsonl:1: no kvBeacon recording (its first line names no format "
+                                "\"kvbeacon-recording\")";
+    QTest::newRow("no recording") << line("hello") << -1.0 << noFormat;
+    QTest::newRow("no sample") << head + sample + line(R"({"t":1})") + sample << -1.0
+                               << QByteArray("r.jsonl:3: no sample (a JSON object with \"t\" and \"live\")");
+    QTest::newRow("version 2") << line(R"({"format":"kvbeacon-recording","version":2})") << -1.0
+                               << QByteArray("r.jsonl:1: a recording of version 2, this stand-in reads 1");
+    QTest::newRow("head of other kinds")
+        << line(R"({"format":["kvbeacon-recording"],"version":"1","hz":"x"})") << -1.0 << noFormat;
+    // The recorder stopped mid-line: the samples before it play.
+    const QByteArray cut = "r.jsonl:4: the last line is cut off; replaying up to line 3";
+    QTest::newRow("cut mid-line") << head + sample + later + later.left(20) << 0.6 << cut;
+}
+
 void tst_RecordReplay::badAndCutFiles()
 {
-    const std::set<std::string> names{"FuelLevel", "SessionTime"};
-    const auto load = [&](const std::string &text, std::string *error, std::string *warning) {
-        std::istringstream in(text);
-        Recording recording;
-        const bool ok = recording.load(in, "r.jsonl", names, error, warning);
-        return ok ? recording.length() : -1.0;
-    };
-    const std::string head = R"({"format":"kvbeacon-recording","hz":10,"version":1})"
-                             "\n";
-    const std::string sample = R"({"live":{"FuelLevel":5,"SessionTimeSinceStarted":1},"t":0})"
-                               "\n";
+    QFETCH(QByteArray, text);
+    QFETCH(double, length);
+    QFETCH(QByteArray, said);
+    std::istringstream in(text.toStdString());
+    Recording recording;
     std::string error, warning;
-    QCOMPARE(load("hello\n", &error, &warning), -1.0);
-    QCOMPARE(error, std::string("r.jsonl:1: no kvBeacon recording (its first line names no format "
-                                "\"kvbeacon-recording\")"));
-    QCOMPARE(load(head + sample + "{\"t\":1}\n" + sample, &error, &warning), -1.0);
-    QCOMPARE(error, std::string("r.jsonl:3: no sample (a JSON object with \"t\" and \"live\")"));
-    QCOMPARE(load(R"({"format":"kvbeacon-recording","version":2})"
-                  "\n",
-                  &error, &warning),
-             -1.0);
-    QVERIFY(error.find("version 2") != std::string::npos);
-    QCOMPARE(load(R"({"format":["kvbeacon-recording"],"version":"1","hz":"x"})"
-                  "\n",
-                  &error, &warning),
-             -1.0);
-    // The recorder stopped mid-line: the samples before it play.
-    const std::string later = R"({"live":{"FuelLevel":4,"SessionTimeSinceStarted":2},"t":0.5})"
-                              "\n";
-    QCOMPARE(load(head + sample + later + later.substr(0, 20), &error, &warning), 0.6);
-    QCOMPARE(warning, std::string("r.jsonl:4: the last line is cut off; replaying up to line 3"));
+    const bool ok = recording.load(in, "r.jsonl", {"FuelLevel", "SessionTime"}, &error, &warning);
+    QCOMPARE(ok ? recording.length() : -1.0, length);
+    QCOMPARE(ok ? warning : error, said.toStdString());
 }
 
 QTEST_MAIN(tst_RecordReplay)

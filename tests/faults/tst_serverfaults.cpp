@@ -1,8 +1,6 @@
 #include "processfigures.h"
 #include "serverfixture.h"
 
-#include <QRandomGenerator>
-
 // Hostile and careless clients at once against a running server: one whose body stalls, one
 // that announces the largest body, some that come and go, some that send random bytes and
 // some that vanish in the middle of a body. Then a fresh client is served, and the process's
@@ -21,7 +19,7 @@ void tst_ServerFaults::hostileClientsAtOnce()
     QScopedPointer<kvServer> server(new kvServer(nullptr, nullptr));
     server->StartServer(QString(), 0);
     const quint16 port = server->serverPort();
-    const auto serverName = [](int id) { return request(202, id, "kv-Beacon"); };
+    const auto serverName = [](int id) { return request(Protocol::ServerName, id, Protocol::serverName); };
     std::atomic<int> failed{0}, running{76};
     std::atomic<qint64> stallerWaitedMs{0};
     QByteArray afterLargest;
@@ -38,7 +36,7 @@ void tst_ServerFaults::hostileClientsAtOnce()
         } else if (t == 1) { // that frame's command reads as 0: no reply, but the next is answered
             client.write("@999999;" + QByteArray(999999, 'x'));
             QThread::usleep(200000);
-            client.write(request(202, 5));
+            client.write(request(Protocol::ServerName, 5));
             for (int nudge = 0; nudge < 100 && afterLargest.isEmpty(); ++nudge)
                 if ((afterLargest = nextFrame(client, 100)).isEmpty())
                     client.write(" "); // more data brings the next read
@@ -50,7 +48,7 @@ void tst_ServerFaults::hostileClientsAtOnce()
                     ++failed;
                 else if (i % 5 == 0)
                     QThread::usleep(500);
-                else if (!client.write(request(202, t * 1000 + i)) ||
+                else if (!client.write(request(Protocol::ServerName, t * 1000 + i)) ||
                          nextFrame(client) != serverName(t * 1000 + i))
                     ++failed;
         } else if (t < 26) {
@@ -89,7 +87,7 @@ void tst_ServerFaults::hostileClientsAtOnce()
     {
         BeaconClient client;
         QVERIFY(client.connectTo(loopback, port));
-        QCOMPARE(ask(client, request(202, 77)), serverName(77));
+        QCOMPARE(ask(client, request(Protocol::ServerName, 77)), serverName(77));
     }
     server.reset();
     QTRY_VERIFY_WITH_TIMEOUT(ProcessFigures::of().sameThreadsAndDescriptors(baseline), 10000);

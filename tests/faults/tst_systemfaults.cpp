@@ -4,17 +4,6 @@
 #include "serverfixture.h"
 #include "windowfixture.h"
 
-#include <QCheckBox>
-#include <QFileDialog>
-#include <QGroupBox>
-#include <QLineEdit>
-#include <QMessageBox>
-#include <QPlainTextEdit>
-#include <QPushButton>
-#include <QToolButton>
-
-#include <atomic>
-
 using namespace WindowFixture;
 
 namespace {
@@ -28,7 +17,7 @@ public:
               BeaconClient client;
               bool open = client.connectTo(loopback, port);
               for (int id = c * 100000; open && !stop; ++id) {
-                  const int command = id % 2 ? 207 : 208;
+                  const int command = id % 2 ? Protocol::Live : Protocol::Info;
                   const QByteArray reply =
                       client.write(request(command, id % 1000000)) ? nextFrame(client, 12000) : QByteArray();
                   if ((open = !reply.isEmpty()))
@@ -138,7 +127,7 @@ void tst_SystemFaults::wrongFolderAndTheUsersChoices()
 {
     QTemporaryDir wrong, good;
     makeDocuments(good, "[Autochat Messages]\n");
-    QFile(wrong.filePath(QStringLiteral("other.ini"))).open(QIODevice::WriteOnly);
+    QVERIFY(writeFile(wrong.filePath(QStringLiteral("other.ini")), ""));
     startSettings({{"paths/iracingdocument", wrong.path()}});
     FakeWindows windows;
     windows.simulatorWindow = false;

@@ -28,7 +28,7 @@ void tst_kvServer::clientsLogsAndTheSecondFrame()
     ServerWithClient f;
     const QString id = QString::number(f.server.currentThread->socketDescriptor);
     QCOMPARE(f.logTexts(), QStringList({"(Server) - Listening to port 0", "(Server) - Connecting... " + id}));
-    QCOMPARE(ask(f.client, request(203, 4)), request(203, 4, id.toLatin1()));
+    QCOMPARE(ask(f.client, request(Protocol::ClientId, 4)), request(Protocol::ClientId, 4, id.toLatin1()));
     QTRY_COMPARE(f.logTexts().last(), "(Server) - Get Client ID: " + id);
     // Bytes without a head are reported and the connection is still served.
     f.client.write("@000012;");
@@ -38,7 +38,7 @@ void tst_kvServer::clientsLogsAndTheSecondFrame()
     QSet<QByteArray> ids{id.toLatin1()};
     for (BeaconClient *client : {&b, &c}) {
         client->connectTo(loopback, f.server.serverPort());
-        ids.insert(ask(*client, request(203, 1)).mid(19).chopped(1));
+        ids.insert(ask(*client, request(Protocol::ClientId, 1)).mid(19).chopped(1));
     }
     QVERIFY(ids.size() == 3 && f.server.clientCount() == 3);
     QSignalSpy counts(&f.server, &kvServer::sigClientCountChanged);
@@ -48,7 +48,7 @@ void tst_kvServer::clientsLogsAndTheSecondFrame()
     QCOMPARE(counts.at(0).at(0).toInt(), 2);
     // Any disconnect stops the publishing, though two clients remain.
     QVERIFY(!f.server.clientConnected);
-    QCOMPARE(ask(c, request(202, 5)), QByteArray("@000021;202;000005;kv-Beacon;"));
+    QCOMPARE(ask(c, request(Protocol::ServerName, 5)), QByteArray("@000021;202;000005;kv-Beacon;"));
 
     // A server on a port in use; then a thread that never got its socket, which once left a
     // client counted and the flag set.
@@ -72,16 +72,18 @@ void tst_kvServer::replies_data()
         QTest::newRow(name) << frame << reply << passedOn;
     };
     const QByteArray ok("@000021;206;000042;Button ok;"), keyOk("@000018;209;000003;KEY OK;"), none;
-    row("202", request(202, 7), "@000021;202;000007;kv-Beacon;", {"0 (Server) - Get Server name: kvBeacon"});
+    row("202", request(Protocol::ServerName, 7), "@000021;202;000007;kv-Beacon;",
+        {"0 (Server) - Get Server name: kvBeacon"});
     // A client's name is the one line logged at level 1.
-    row("201", request(201, 5, "Pit wall"), none, {"1 (Server) - Client Name: Pit wall"});
-    row("201, no name", request(201, 5), none, {"1 (Server) - Client Name: "});
-    row("205 without a folder", request(205, 2), "@000029;205;000002;iRacing not found;");
-    row("206: 3 is the third macro", request(206, 42, "3"), ok, {"chat 2"});
+    row("201", request(Protocol::ClientName, 5, "Pit wall"), none, {"1 (Server) - Client Name: Pit wall"});
+    row("201, no name", request(Protocol::ClientName, 5), none, {"1 (Server) - Client Name: "});
+    row("205 without a folder", request(Protocol::ChatTexts, 2), "@000029;205;000002;iRacing not found;");
+    row("206: 3 is the third macro", request(Protocol::ChatMacro, 42, "3"), ok, {"chat 2"});
     row("206: 19-byte frame, no number", "@000011;206;000042;", ok, {"chat -1"});
-    row("209: key 13", request(209, 3, "13"), keyOk, {"key 13"});
+    row("209: key 13", request(Protocol::PressKey, 3, "13"), keyOk, {"key 13"});
     row("209: missing separator loses a digit", "@000013;209;000003;12", keyOk, {"key 1"});
-    row("209: no number", request(209, 3, "F1"), keyOk, {"key 0"});
+    row("209: no number", request(Protocol::PressKey, 3, "F1"), keyOk, {"key 0"});
+    // 204 has no case, nor a name.
     row("204", request(204, 1, "anything;"), none);
     row("refused: 18 bytes", "@000010;202;000001", none);
 }
@@ -98,11 +100,11 @@ void tst_kvServer::replies()
     connect(&f.server, &kvServer::sigButtonChatClicked, [&](int n) { seen << "chat " + QString::number(n); });
     connect(&f.server, &kvServer::sigKeyboardKey, [&](int n) { seen << "key " + QString::number(n); });
     f.client.write(frame);
-    QTRY_COMPARE(ServerWithClient::framesIn.load(), 1);
+    QTRY_COMPARE(framesIn.load(), 1);
     if (!reply.isEmpty())
         QCOMPARE(nextFrame(f.client), reply);
     // Nothing else came: the next reply is the next thing on the wire.
-    QCOMPARE(ask(f.client, request(202, 9)), QByteArray("@000021;202;000009;kv-Beacon;"));
+    QCOMPARE(ask(f.client, request(Protocol::ServerName, 9)), QByteArray("@000021;202;000009;kv-Beacon;"));
     // Log lines and signals cross from the connection's thread as posted events, which Windows
     // may deliver after the reply's bytes; the last request's line comes after all of them.
     passedOn << QStringLiteral("0 (Server) - Get Server name: kvBeacon");
@@ -118,11 +120,10 @@ void tst_kvServer::burstBeyondQtsQueue()
     server.StartServer(QString(), 0);
     QCOMPARE(server.serverAddress(), QHostAddress(QHostAddress::Any));
     server.pauseAccepting();
-    std::vector<std::unique_ptr<QTcpSocket>> clients;
-    for (int i = 0; i < 120; ++i) {
-        clients.emplace_back(new QTcpSocket);
-        clients.back()->connectToHost(i % 2 ? loopback : QStringLiteral("::1"), server.serverPort());
-    }
+    std::vector<std::unique_ptr<RawConnection>> clients;
+    for (int i = 0; i < 120; ++i)
+        clients.emplace_back(
+            new RawConnection(server.serverPort(), i % 2 ? loopback : QStringLiteral("::1")));
     const auto connected = [&] {
         return std::count_if(clients.begin(), clients.end(),
                              [](const auto &c) { return c->state() == QAbstractSocket::ConnectedState; });
@@ -160,8 +161,7 @@ void tst_kvServer::webRequestsAreClosed()
     QFETCH(bool, closed);
     ServerWithClient f;
     QSignalSpy macros(&f.server, &kvServer::sigButtonChatClicked);
-    QTcpSocket page;
-    page.connectToHost(QHostAddress::LocalHost, f.server.serverPort());
+    RawConnection page(f.server.serverPort());
     QVERIFY(page.waitForConnected(3000));
     // Pieces one by one, while the server still takes them.
     for (const QByteArray &piece : pieces) {

@@ -1,9 +1,8 @@
 #include "appsettings.h"
+#include "basics.h"
 #include "documentsfolder.h"
+#include "protocol.h"
 
-#include <QSettings>
-#include <QStandardPaths>
-#include <QTemporaryDir>
 #include <QtTest>
 
 class tst_Settings : public QObject
@@ -62,8 +61,8 @@ void tst_Settings::documentsFolder_data()
         << QString::fromLatin1("Gr\xc3\xbc\xc3\x9f\x65 \xf0\x9f\x8f\x81|Gr\xfc\xdf\x65|a,b,c|say hinow|"
                                "back\\slash A||||||||||");
     QTest::newRow("no chat section") << QByteArray("[Other]\nkey=value\n") << "||||||||||||||";
-    QTest::newRow("no app.ini") << QByteArray() << "iRacing not found";
-    QTest::newRow("a folder named app.ini") << QByteArray("dir") << "iRacing not found";
+    QTest::newRow("no app.ini") << QByteArray() << QString(Protocol::noChatTexts);
+    QTest::newRow("a folder named app.ini") << QByteArray("dir") << QString(Protocol::noChatTexts);
 }
 
 void tst_Settings::documentsFolder()
@@ -71,18 +70,17 @@ void tst_Settings::documentsFolder()
     QFETCH(QByteArray, appIni);
     QFETCH(QString, texts);
     QTemporaryDir folder;
-    QFile file(folder.filePath(QStringLiteral("app.ini")));
     if (appIni == "dir")
         QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("app.ini")));
     else if (!appIni.isEmpty())
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(appIni) && file.flush());
-    QCOMPARE(DocumentsFolder::holdsAppIni(folder.path()), texts != QLatin1String("iRacing not found"));
+        QVERIFY(writeFile(folder.filePath(QStringLiteral("app.ini")), appIni));
+    QCOMPARE(DocumentsFolder::holdsAppIni(folder.path()), texts != QLatin1String(Protocol::noChatTexts));
     QCOMPARE(DocumentsFolder::chatTexts(folder.path()), texts);
     // No temporary folder to copy the file into (a file in its place): the file itself is read.
-    QFile notAFolder(folder.filePath(QStringLiteral("tmp")));
-    QVERIFY(notAFolder.open(QIODevice::WriteOnly));
+    const QString notAFolder = folder.filePath(QStringLiteral("tmp"));
+    QVERIFY(writeFile(notAFolder, ""));
     const QByteArray tmp = qgetenv("TMPDIR");
-    qputenv("TMPDIR", notAFolder.fileName().toLocal8Bit());
+    qputenv("TMPDIR", notAFolder.toLocal8Bit());
     QCOMPARE(DocumentsFolder::chatTexts(folder.path()), texts);
     qputenv("TMPDIR", tmp);
 }

@@ -3,8 +3,6 @@
 #include "serverfixture.h"
 #include "watch.h"
 
-#include <QTcpServer>
-
 class tst_Cli : public QObject
 {
     Q_OBJECT
@@ -53,16 +51,9 @@ void tst_Cli::doctorsVerdicts()
     QVERIFY(report.code == Doctor::NoSimulator && report.lines.join("").contains("stopped delivering"));
 
     DocumentsSettings documents("");
-    ServerWithClient running(&documents.settings);
-    running.client.close();
-    QTRY_VERIFY(!running.server.clientConnected);
-    QTimer poll;
-    QObject::connect(&poll, &QTimer::timeout, [&] {
-        if (running.server.clientConnected)
-            running.server.publish(record), record.SessionTimeSinceStarted += 0.1;
-    });
-    poll.start(BeaconClient::pollPeriodMs);
-    report = Doctor::examine(loopback, running.server.serverPort(), 2000);
+    PollingServer running(&documents.settings);
+    running.record = record;
+    report = Doctor::examine(loopback, running.port, 2000);
     QCOMPARE(report.code, Doctor::Healthy);
     QVERIFY(report.lines.join('\n').contains("The first reply on this connection held the start values"));
     QCOMPARE(report.lines.last(), QStringLiteral("Chat texts: 0 of 15 set."));
@@ -86,7 +77,7 @@ void tst_Cli::theProgram()
     };
     QByteArray out, err;
     QCOMPARE(run({"name"}, &out), 0);
-    QCOMPARE(out, QByteArray("kv-Beacon\n"));
+    QCOMPARE(out, QByteArray(Protocol::serverName) + '\n');
     QCOMPARE(run({"chat"}, &out, &err), int(Doctor::NoChatTexts));
     QVERIFY(out.isEmpty() && err.count('\n') == 1);
     QCOMPARE(run({"key", "F13"}), 0);

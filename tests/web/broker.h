@@ -1,9 +1,9 @@
 #pragma once
 
-#include <QProcess>
+#include "basics.h"
+
 #include <QTcpServer>
 #include <QTcpSocket>
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <mosquitto.h>
@@ -35,12 +35,9 @@ struct Broker
             return process.waitForFinished(20000) && process.exitCode() == 0;
         };
         const QString ec = QStringLiteral("ec:%1").arg(path("curve.pem"));
-        QFile ext(path("san.ext"));
         if (!run("openssl", {"ecparam", "-name", "prime256v1", "-out", "curve.pem"}) ||
-            !ext.open(QIODevice::WriteOnly) || !ext.write("subjectAltName=DNS:localhost,IP:127.0.0.1\n"))
-            return false;
-        ext.close();
-        if (!run("openssl", {"req", "-x509", "-newkey", ec, "-nodes", "-keyout", "ca.key", "-out", "ca.crt",
+            !writeFile(path("san.ext"), "subjectAltName=DNS:localhost,IP:127.0.0.1\n") ||
+            !run("openssl", {"req", "-x509", "-newkey", ec, "-nodes", "-keyout", "ca.key", "-out", "ca.crt",
                              "-days", "2", "-subj", "/CN=kvbeacon test CA"}) ||
             !run("openssl", {"req", "-newkey", ec, "-nodes", "-keyout", "server.key", "-out", "server.csr",
                              "-subj", "/CN=localhost"}) ||
@@ -63,18 +60,14 @@ struct Broker
                                   "topic write homeassistant/sensor/kvbeacon_%2_%1/#\n")
                        .arg(driver, team);
         }
-        QFile aclFile(path("acl"));
-        if (!aclFile.open(QIODevice::WriteOnly) || !aclFile.write(acl.toUtf8()))
-            return false;
-        aclFile.close();
         QTcpServer probe, second;
         probe.listen(QHostAddress::LocalHost, 0);
         second.listen(QHostAddress::LocalHost, 0);
         port = probe.serverPort();
         certificatePort = second.serverPort();
-        QFile config(path("mosquitto.conf"));
-        return config.open(QIODevice::WriteOnly) &&
-               config.write(
+        return writeFile(path("acl"), acl.toUtf8()) &&
+               writeFile(
+                   path("mosquitto.conf"),
                    QStringLiteral(
                        "user %1\nlog_dest stderr\nlog_type error\nallow_anonymous false\npassword_file %2\n"
                        "acl_file %8\nmax_packet_size 65536\n"
@@ -87,7 +80,7 @@ struct Broker
                        .arg(path("ca.crt"), path("server.crt"), path("server.key"))
                        .arg(certificatePort)
                        .arg(path("acl"))
-                       .toUtf8()) > 0;
+                       .toUtf8());
     }
     bool start()
     {
@@ -115,8 +108,7 @@ struct Broker
 
     QTemporaryDir dir;
     QProcess process;
-    quint16 port = 0;
-    quint16 certificatePort = 0;
+    quint16 port = 0, certificatePort = 0;
 };
 
 // A client of the broker in the test, as a teammate's or a league's program would be: keeps

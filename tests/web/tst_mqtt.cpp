@@ -2,24 +2,14 @@
 #include "mqttlink.h"
 #include "team.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-
 #include <memory>
 
 namespace {
-const QJsonObject json(const QByteArray &text)
-{
-    return QJsonDocument::fromJson(text).object();
-}
-
 // The team table's rows at `at`, by car.
 QMap<QString, QJsonObject> rows(const Team &team, Team::Clock::time_point at = Team::Clock::now())
 {
     QMap<QString, QJsonObject> rows;
-    for (const QJsonValue row :
-         json(QByteArray::fromStdString(team.toJson(at)))[QLatin1String("cars")].toArray())
+    for (const QJsonValue row : json(team.toJson(at))[QLatin1String("cars")].toArray())
         rows.insert(row[QLatin1String("car")].toString(), row.toObject());
     return rows;
 }
@@ -237,30 +227,28 @@ void tst_Mqtt::lastWillOfAKilledCompanion()
     QVERIFY(watcher.subscribe("kvbeacon/red/bob/status"));
     // The broker's settings from a config file, as a team would keep them.
     QTemporaryDir dir;
-    QFile config(dir.filePath("kvbeacon-web.ini"));
-    QVERIFY(config.open(QIODevice::WriteOnly));
-    config.write(
+    const QString config = dir.filePath("kvbeacon-web.ini"), broken = dir.filePath("broken.ini");
+    QVERIFY(writeFile(
+        config,
         QStringLiteral("mqtt=mqtts://localhost:%1\nteam=red\ndriver=bob\nusername=%2\npassword=%3\nca=%4\n")
             .arg(broker.port)
             .arg(QLatin1String("bob"), Broker::password, broker.path("ca.crt"))
-            .toUtf8());
-    config.close();
+            .toUtf8()));
     // A password that others can read is pointed out, and no longer once the file is the owner's.
     QString problem, warning;
-    QVERIFY(config.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup));
-    QVERIFY(MqttSettings().mergeFile(config.fileName(), &problem, &warning));
+    QVERIFY(QFile::setPermissions(config,
+                                  QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup));
+    QVERIFY(MqttSettings().mergeFile(config, &problem, &warning));
     QVERIFY2(warning.contains("other users can read"), qPrintable(warning));
-    QVERIFY(config.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner));
+    QVERIFY(QFile::setPermissions(config, QFileDevice::ReadOwner | QFileDevice::WriteOwner));
     warning.clear();
-    QVERIFY(MqttSettings().mergeFile(config.fileName(), &problem, &warning) && warning.isEmpty());
+    QVERIFY(MqttSettings().mergeFile(config, &problem, &warning) && warning.isEmpty());
     // A password that lost its key is an error that does not show it.
-    QTemporaryFile broken;
-    QVERIFY(broken.open() && broken.write("team=red\nhunter2\n") > 0 && broken.flush());
-    QVERIFY(!MqttSettings().mergeFile(broken.fileName(), &problem, &warning));
-    QCOMPARE(problem, broken.fileName() + QStringLiteral(", line 2: not key=value"));
+    QVERIFY(writeFile(broken, "team=red\nhunter2\n"));
+    QVERIFY(!MqttSettings().mergeFile(broken, &problem, &warning));
+    QCOMPARE(problem, broken + QStringLiteral(", line 2: not key=value"));
     QProcess web;
-    web.start(QStringLiteral(KVB_WEB),
-              {"--config", config.fileName(), "--port", "0", "--beacon", "127.0.0.1:1"});
+    web.start(QStringLiteral(KVB_WEB), {"--config", config, "--port", "0", "--beacon", "127.0.0.1:1"});
     QTRY_COMPARE_WITH_TIMEOUT(watcher.last("kvbeacon/red/bob/status"), QByteArray("online"), 10000);
     web.kill();
     web.waitForFinished();
@@ -287,7 +275,7 @@ void tst_Mqtt::outlivesABrokerRestart()
     // The session changes while the broker is away: the newest info is what it gets back.
     cat.hub.publish(Channel::Info, infoMessage("Race"));
     QTRY_VERIFY_WITH_TIMEOUT(cat.link->droppedLive() >= 5, 5000);
-    QVERIFY(json(QByteArray::fromStdString(cat.team.toJson(Team::Clock::now())))["broker"] == "away");
+    QVERIFY(json(cat.team.toJson(Team::Clock::now()))["broker"] == "away");
     QVERIFY(broker.start());
 
     Client watcher(broker);
@@ -371,7 +359,7 @@ void tst_Mqtt::teamTableKeepsWhatThePageShows()
     team.take(QStringLiteral("kvbeacon/blue/%1/live").arg(longName), bulky, start);
 
     const std::shared_ptr<const std::string> table = team.table(start);
-    const QJsonArray cars = json(QByteArray::fromStdString(*table))["cars"].toArray();
+    const QJsonArray cars = json(*table)["cars"].toArray();
     QCOMPARE(cars.size(), 150);
     QVERIFY2(table->size() < 150 * 400, qPrintable(QString::number(table->size())));
     const QJsonObject row = cars.first().toObject();

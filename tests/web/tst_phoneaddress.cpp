@@ -2,11 +2,6 @@
 #include "qrcode.h"
 
 #include <QImage>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QProcess>
-#include <QTemporaryDir>
 #include <QtTest>
 
 namespace {
@@ -27,6 +22,11 @@ QStringList fromTerminal(const QString &text, int size)
         rows.append(row);
     }
     return rows;
+}
+
+QJsonObject json(const std::string &text)
+{
+    return QJsonDocument::fromJson(QByteArray::fromStdString(text)).object();
 }
 
 // What a phone's camera would read: the modules as a picture, decoded by ZBar.
@@ -87,7 +87,7 @@ void tst_PhoneAddress::addressesAndDocument()
 {
     const PhoneAddress two(47813, {"192.168.1.20", "10.0.0.5"});
     QCOMPARE(two.urls(), QStringList({"http://192.168.1.20:47813/", "http://10.0.0.5:47813/"}));
-    const QJsonObject document = QJsonDocument::fromJson(QByteArray::fromStdString(two.json())).object();
+    const QJsonObject document = json(two.json());
     QCOMPARE(document.value("type").toString(), QStringLiteral("phone"));
     QCOMPARE(document.value("local").toString(), QStringLiteral("http://localhost:47813/"));
     const QJsonArray urls = document.value("urls").toArray();
@@ -106,11 +106,7 @@ void tst_PhoneAddress::addressesAndDocument()
              qPrintable(console));
 
     const PhoneAddress none(47813, {});
-    QVERIFY(QJsonDocument::fromJson(QByteArray::fromStdString(none.json()))
-                .object()
-                .value("urls")
-                .toArray()
-                .isEmpty());
+    QVERIFY(json(none.json()).value("urls").toArray().isEmpty());
     QVERIFY2(none.consoleText().contains("No network for a phone") &&
                  !none.consoleText().contains(QChar(0x2588)),
              qPrintable(none.consoleText()));

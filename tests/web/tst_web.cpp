@@ -1,9 +1,6 @@
-#include "appsettings.h"
-#include "beaconclient.h"
 #include "beaconlink.h"
 #include "buttonbox.h"
 #include "fuelestimate.h"
-#include "kvserver.h"
 #include "pages.h"
 #include "phoneaddress.h"
 #include "platform.h"
@@ -14,51 +11,30 @@
 #include "websocketclient.h"
 #include "websocketsession.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
-#include <QSignalSpy>
-#include <QTcpSocket>
-#include <QtTest>
 
-#include <memory>
 #include <numeric>
 
 namespace {
-// kvBeacon's server with a simulator behind it: the record moves every 100 ms while the
-// simulator runs, and is published only while no client has left since the last connect,
-// as kvBeacon's window does.
-struct Beacon
+const QByteArray appIni = "[Autochat Messages]\nAutoChatStr1=Pitting this lap\nAutoChatStr3=Box,box\n";
+// A browser's request for the WebSocket, but for its first line and its host.
+const QByteArray upgrade = "Upgrade: websocket\r\nConnection: Upgrade\r\n"
+                           "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n";
+
+// kvBeacon's server with a simulator behind it and the driver's chat macros, publishing only
+// while no client has left since the last connect, as kvBeacon's window does.
+struct Beacon : DocumentsSettings, PollingServer
 {
-    explicit Beacon(const QString &documents)
+    Beacon() : DocumentsSettings(appIni), PollingServer(&settings)
     {
-        settings.setIracingDocumentPath(documents);
-        server.StartServer(QString(), 0);
-        port = server.serverPort();
         record.TrackName = QStringLiteral("Spa");
         record.SessionType = QStringLiteral("Race");
         record.SessionLaps = 20;
         record.SessionNum = 1;
         record.SessionTimeSinceStarted = 100.0;
         record.FuelLevel = 50.0f;
-        poll.callOnTimeout([this] {
-            if (simulatorRuns)
-                record.SessionTimeSinceStarted += 0.1;
-            if (simulatorRuns && server.clientConnected)
-                server.publish(record);
-        });
-        poll.start(100);
     }
-
-    QObject owner;
-    AppSettings settings{&owner};
-    kvServer server{&settings, nullptr};
-    quint16 port = 0;
-    SessionData record;
-    QTimer poll;
-    bool simulatorRuns = true;
 };
 
 struct HttpReply
@@ -104,12 +80,9 @@ struct Companion
         timing.reconnectMs = 300;
         return timing;
     }
-    QUrl url(const QString &path, const char *scheme = "http") const
-    {
-        return QUrl(
-            QStringLiteral("%1://127.0.0.1:%2%3").arg(QLatin1String(scheme)).arg(server.port()).arg(path));
-    }
-    QUrl ws() const { return url(QStringLiteral("/ws"), "ws"); }
+    QByteArray here() const { return "127.0.0.1:" + QByteArray::number(server.port()); }
+    QUrl url(const QString &path) const { return QUrl("http://" + here() + path); }
+    QUrl ws() const { return QUrl("ws://" + here() + "/ws"); }
     HttpReply fetch(const QString &path, const QByteArray &verb = "GET") const
     {
         static QNetworkAccessManager network;
@@ -119,6 +92,11 @@ struct Companion
         return {reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(),
                 reply->header(QNetworkRequest::ContentTypeHeader).toByteArray(), reply->readAll(),
                 reply->rawHeader("Content-Length"), reply->rawHeader("Allow")};
+    }
+    // The answer to a request sent as it stands, `head` being all before its blank line.
+    QByteArray raw(const QByteArray &head, const QByteArray &body = {}, int ms = 3000) const
+    {
+        return RawConnection(server.port()).exchange(head + "\r\n" + body, ms);
     }
 
     Hub hub;
@@ -130,75 +108,6 @@ struct Companion
     std::unique_ptr<PhoneAddress> phone;
 };
 
-// A browser's WebSocket: its messages kept in order of arrival, or only counted.
-struct Socket
-{
-    explicit Socket(const QUrl &url, bool keep = true)
-        : socket(url, [this, keep](const QByteArray &text) {
-              const QJsonObject message = QJsonDocument::fromJson(text).object();
-              ++counts[message.value(QLatin1String("type")).toString()];
-              if (keep)
-                  messages.append(message);
-          })
-    {
-    }
-    QList<QJsonObject> of(const QString &type) const
-    {
-        QList<QJsonObject> found;
-        for (const QJsonObject &message : messages)
-            if (message.value(QLatin1String("type")).toString() == type)
-                found.append(message);
-        return found;
-    }
-    QJsonObject last(const QString &type) const { return of(type).value(of(type).size() - 1); }
-    QString state() const { return last(QStringLiteral("state")).value(QLatin1String("state")).toString(); }
-    // `key` of the last document of that type.
-    QJsonValue in(const QString &type, const QString &key) const
-    {
-        return last(type).value(type).toObject().value(key);
-    }
-    double sessionTime() const { return in("live", "SessionTimeSinceStarted").toDouble(); }
-    void send(const QByteArray &text) { socket.send(text.toStdString()); }
-
-    QList<QJsonObject> messages;
-    QHash<QString, int> counts;
-    WebSocketClient socket; // last, so gone before what it fills
-};
-
-// kvBeacon and the companion with one browser on the WebSocket, and what reaches the simulator.
-struct Pressing
-{
-    explicit Pressing(const QString &documents) : beacon(documents), web(beacon.port) {}
-    Beacon beacon;
-    Companion web;
-    QSignalSpy chats{&beacon.server, &kvServer::sigButtonChatClicked};
-    QSignalSpy keys{&beacon.server, &kvServer::sigKeyboardKey};
-    Socket browser{web.ws()};
-};
-
-// What the server sends back to `request`, sent as it stands, until it closes or `ms` pass.
-QByteArray raw(quint16 port, const QByteArray &request, int ms = 3000)
-{
-    QTcpSocket socket;
-    socket.connectToHost(QHostAddress::LocalHost, port);
-    if (!socket.waitForConnected(3000))
-        return "(no connection)";
-    socket.write(request);
-    QByteArray answer;
-    QElapsedTimer clock;
-    clock.start();
-    while (clock.elapsed() < ms && socket.state() == QAbstractSocket::ConnectedState &&
-           !answer.contains("\r\n\r\n"))
-        if (socket.waitForReadyRead(100))
-            answer += socket.readAll();
-    return answer + socket.readAll();
-}
-
-QJsonObject json(const QByteArray &text)
-{
-    return QJsonDocument::fromJson(text).object();
-}
-
 } // namespace
 
 // kvbeacon-web in this process against kvBeacon's server, over real sockets: what browsers and
@@ -207,31 +116,16 @@ class tst_Web : public QObject
 {
     Q_OBJECT
 private slots:
-    void initTestCase()
-    {
-        QStandardPaths::setTestModeEnabled(true);
-        quietDebugLines();
-        QVERIFY(documents.isValid());
-        writeAppIni(appIni);
-    }
+    void initTestCase() { quietDebugLines(); }
     void fuelPerLap();
     void pagesAndDocuments();
     void webSocketFeed();
-    void pressesAndBadRequests();
+    void presses();
     void refusesHostileRequests();
     void buttonBoxFromThePages();
-    void pressesHaveARate();
     void boundedConnections();
     void recoversFromEveryLoss();
     void manyViewersOneStalled();
-
-private:
-    void writeAppIni(const QByteArray &text)
-    {
-        QVERIFY(writeFile(documents.filePath(QStringLiteral("app.ini")), text));
-    }
-    QTemporaryDir documents;
-    const QByteArray appIni = "[Autochat Messages]\nAutoChatStr1=Pitting this lap\nAutoChatStr3=Box,box\n";
 };
 
 void tst_Web::fuelPerLap()
@@ -273,7 +167,7 @@ void tst_Web::fuelPerLap()
 
 void tst_Web::pagesAndDocuments()
 {
-    Beacon beacon(documents.path());
+    Beacon beacon;
     beacon.simulatorRuns = false;
     Companion web(beacon.port);
 
@@ -309,21 +203,21 @@ void tst_Web::pagesAndDocuments()
     live = web.fetch("/api/live");
     QCOMPARE(live.contentType, QByteArray("application/json"));
     const QJsonObject document = json(live.body).value("live").toObject();
-    QCOMPARE(document.size(), 24);
+    QCOMPARE(document.size(), Protocol::liveKeyCount);
     QVERIFY(document.value("SessionTimeSinceStarted").toDouble() > 100.0);
     QCOMPARE(document.value("FuelLevel").toDouble(), 50.0);
     const QJsonObject info = json(web.fetch("/api/info").body).value("info").toObject();
-    QVERIFY(info.size() == 8 && info.value("WI.Trackname") == QStringLiteral("Spa"));
+    QVERIFY(info.size() == 8 && info.value(Protocol::InfoKey::TrackName) == QStringLiteral("Spa"));
     const QJsonArray macros = json(web.fetch("/api/macros").body).value("macros").toArray();
-    QCOMPARE(macros.size(), 15);
+    QCOMPARE(macros.size(), Protocol::chatMacroCount);
     QVERIFY(macros.at(0) == QStringLiteral("Pitting this lap") && macros.at(2) == QStringLiteral("Box,box"));
 }
 
 void tst_Web::webSocketFeed()
 {
-    Beacon beacon(documents.path());
+    Beacon beacon;
     Companion web(beacon.port);
-    Socket browser(web.ws());
+    WebSocketClient browser(web.ws());
     QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
     QTRY_VERIFY(!browser.of("macros").isEmpty());
 
@@ -336,10 +230,10 @@ void tst_Web::webSocketFeed()
     QVERIFY(browser.sessionTime() >
             live.first().value("live").toObject().value("SessionTimeSinceStarted").toDouble());
     QCOMPARE(browser.of("info").size(), infos);
-    QCOMPARE(browser.in("info", "SI.SessionLaps").toInt(), 20);
+    QCOMPARE(browser.in("info", Protocol::InfoKey::SessionLaps).toInt(), 20);
     beacon.record.TrackName = QStringLiteral("Monza");
     QTRY_COMPARE(browser.of("info").size(), infos + 1);
-    QCOMPARE(browser.in("info", "WI.Trackname").toString(), QStringLiteral("Monza"));
+    QCOMPARE(browser.in("info", Protocol::InfoKey::TrackName).toString(), QStringLiteral("Monza"));
 
     // Two laps at 2.5 litres each give the estimate of the fuel's laps.
     QVERIFY(browser.last("live").value("fuelPerLap").isNull());
@@ -352,11 +246,16 @@ void tst_Web::webSocketFeed()
     QCOMPARE(browser.last("live").value("fuelLapsLeft").toDouble(), 17.0);
 }
 
-void tst_Web::pressesAndBadRequests()
+// Presses from a page run and are answered with their ids; what is no press gets an error and
+// reaches nobody. A page or a script that sends presses without end runs a few and is told the
+// rest came too fast, while a driver's double tap still runs twice.
+void tst_Web::presses()
 {
-    Pressing f(documents.path());
-    QSignalSpy &chats = f.chats, &keys = f.keys;
-    Socket &browser = f.browser;
+    Beacon beacon;
+    Companion web(beacon.port);
+    QSignalSpy chats(&beacon.server, &kvServer::sigButtonChatClicked);
+    QSignalSpy keys(&beacon.server, &kvServer::sigKeyboardKey);
+    WebSocketClient browser(web.ws());
     QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
 
     browser.send(R"({"macro":3,"id":"m3"})");
@@ -396,11 +295,55 @@ void tst_Web::pressesAndBadRequests()
     QTRY_COMPARE(chats.size(), 2);
     QCOMPARE(keys.size(), 2);
 
+    QTest::qWait(1500); // the page's presses back to their whole burst
+    browser.messages.clear();
+    chats.clear();
+    browser.send(R"({"macro":1,"id":1})");
+    browser.send(R"({"macro":1,"id":2})");
+    QTRY_COMPARE(browser.of("result").size(), 2);
+    for (const QJsonObject &result : browser.of("result"))
+        QVERIFY2(result.value("ok").toBool(), QJsonDocument(result).toJson().constData());
+    QTRY_COMPARE(chats.size(), 2);
+
+    for (int i = 0; i < 200; ++i)
+        browser.send(R"({"macro":4})");
+    QTRY_VERIFY_WITH_TIMEOUT(browser.of("result").size() > 2 + 16, 5000);
+    QTest::qWait(1000);
+    const QList<QJsonObject> answers = browser.of("result");
+    int tooFast = 0;
+    for (const QJsonObject &answer : answers)
+        tooFast += answer.value("error").toString() == QLatin1String("too fast");
+    QVERIFY2(tooFast > 0 && chats.size() <= 2 + 1 + 2, qPrintable(QString::number(chats.size())));
+    qInfo("200 macros at once: %d ran, %d answered \"too fast\" (results kept: %d)", int(chats.size()) - 2,
+          tooFast, int(answers.size()));
+
+    // The companion's own rate holds across viewers: ten browsers at once run no more than its burst.
+    QTest::qWait(2000);
+    chats.clear();
+    keys.clear();
+    std::vector<std::unique_ptr<WebSocketClient>> others;
+    for (int i = 0; i < 10; ++i)
+        others.push_back(std::make_unique<WebSocketClient>(web.ws()));
+    QTRY_VERIFY_WITH_TIMEOUT(std::all_of(others.begin(), others.end(),
+                                         [](const auto &b) { return b->state() == QLatin1String("live"); }),
+                             5000);
+    for (const auto &other : others)
+        for (int i = 0; i < 3; ++i)
+            other->send(R"({"key":"F1"})");
+    QTRY_COMPARE_WITH_TIMEOUT(
+        std::accumulate(others.begin(), others.end(), 0,
+                        [](int sum, const auto &b) { return sum + b->of(QStringLiteral("result")).size(); }),
+        30, 5000);
+    QTest::qWait(500);
+    QVERIFY2(keys.size() >= int(PressRate::companionKeys.burst) && keys.size() <= 15,
+             qPrintable(QString::number(keys.size())));
+
     // A press while kvBeacon is gone is answered as failed, not lost.
-    f.beacon.server.StopServer();
+    browser.messages.clear();
+    beacon.server.StopServer();
     QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("no-beacon"), 5000);
     browser.send(R"({"macro":1,"id":9})");
-    QTRY_COMPARE(browser.of("result").size(), 5);
+    QTRY_COMPARE(browser.of("result").size(), 1);
     QCOMPARE(browser.last("result").value("ok").toBool(), false);
     QVERIFY(browser.last("result").value("error").toString().startsWith("kvBeacon unreachable"));
 
@@ -414,7 +357,7 @@ void tst_Web::pressesAndBadRequests()
         }
     };
     Hub idleHub;
-    BeaconLink idle(idleHub, QStringLiteral("127.0.0.1"), 1); // never started: nothing runs its presses
+    BeaconLink idle(idleHub, loopback, 1); // never started: nothing runs its presses
     const auto refused = std::make_shared<Results>();
     QString error;
     for (std::size_t i = 0; i <= BeaconLink::maxWaitingPresses; ++i) {
@@ -428,18 +371,10 @@ void tst_Web::pressesAndBadRequests()
 
 void tst_Web::recoversFromEveryLoss()
 {
-    Beacon beacon(documents.path());
+    Beacon beacon;
     Companion web(beacon.port);
-    Socket browser(web.ws());
+    WebSocketClient browser(web.ws());
     QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
-    // Every state the page passes through, in order, and the live messages between them.
-    const auto statesSince = [&](int from) {
-        QStringList states;
-        for (const QJsonObject &message : browser.messages.mid(from))
-            if (message.value("type") == QStringLiteral("state"))
-                states.append(message.value("state").toString());
-        return states;
-    };
 
     // Another client leaves: kvBeacon stops publishing for all, and only a new connection
     // brings the documents back. Nothing frozen goes out as live meanwhile.
@@ -448,7 +383,7 @@ void tst_Web::recoversFromEveryLoss()
         BeaconClient other;
         QVERIFY(other.connectTo(loopback, beacon.port));
     }
-    QTRY_COMPARE_WITH_TIMEOUT(statesSince(mark), QStringList({"connecting", "live"}), 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(browser.statesSince(mark), QStringList({"connecting", "live"}), 5000);
     double previous = -1.0;
     int repeats = 0;
     for (const QJsonObject &message : browser.messages.mid(mark)) {
@@ -461,7 +396,7 @@ void tst_Web::recoversFromEveryLoss()
 
     mark = browser.messages.size();
     beacon.simulatorRuns = false;
-    QTRY_COMPARE_WITH_TIMEOUT(statesSince(mark), QStringList({"connecting", "no-simulator"}), 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(browser.statesSince(mark), QStringList({"connecting", "no-simulator"}), 5000);
     QCOMPARE(web.fetch("/api/live").status, 503);
     beacon.simulatorRuns = true;
     QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
@@ -474,10 +409,12 @@ void tst_Web::recoversFromEveryLoss()
     QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
 
     // A "|" inside a text would put every later button on the wrong macro: no buttons then.
-    writeAppIni("[Autochat Messages]\nAutoChatStr1=Pit|box\n");
+    const QString file = beacon.folder.filePath(QStringLiteral("app.ini"));
+    QVERIFY(writeFile(file, "[Autochat Messages]\nAutoChatStr1=Pit|box\n"));
     QTRY_VERIFY_WITH_TIMEOUT(browser.last("macros").value("error").toString().contains("\"|\""), 3000);
     QVERIFY(browser.last("macros").value("macros").isNull());
-    writeAppIni(appIni);
+    QVERIFY(QFile::remove(file));
+    QTRY_VERIFY_WITH_TIMEOUT(browser.last("macros").value("error").toString().contains("no app.ini"), 3000);
 }
 
 void tst_Web::manyViewersOneStalled()
@@ -486,23 +423,21 @@ void tst_Web::manyViewersOneStalled()
     const int seconds = qEnvironmentVariableIntValue("KVB_WEB_SOAK_SECONDS") > 0
                             ? qEnvironmentVariableIntValue("KVB_WEB_SOAK_SECONDS")
                             : 60;
-    Beacon beacon(documents.path());
+    Beacon beacon;
     // Fifty browsers from one address: more than a host is let have in a real network.
     Companion web(beacon.port, 64);
     QTRY_VERIFY_WITH_TIMEOUT(web.hub.isLive(), 5000);
 
     // The stalled browser asks for the upgrade, then reads nothing, into a small buffer.
-    QTcpSocket stalled;
+    RawConnection stalled(web.server.port());
     stalled.setReadBufferSize(1);
-    stalled.connectToHost(loopback, web.server.port());
     QVERIFY(stalled.waitForConnected(3000));
     stalled.setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, 4096);
-    stalled.write("GET /ws HTTP/1.1\r\nHost: x\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
-                  "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n\r\n");
+    stalled.write("GET /ws HTTP/1.1\r\nHost: x\r\n" + upgrade + "\r\n");
 
-    std::vector<std::unique_ptr<Socket>> browsers;
+    std::vector<std::unique_ptr<WebSocketClient>> browsers;
     for (int i = 0; i < 50; ++i)
-        browsers.push_back(std::make_unique<Socket>(web.ws(), false));
+        browsers.push_back(std::make_unique<WebSocketClient>(web.ws(), false));
     QTRY_VERIFY_WITH_TIMEOUT(std::all_of(browsers.begin(), browsers.end(),
                                          [](const auto &b) { return b->counts.value("live") > 0; }),
                              10000);
@@ -534,15 +469,12 @@ void tst_Web::manyViewersOneStalled()
 // What another site's page, a name that points here (DNS rebinding) and a flooding host try.
 void tst_Web::refusesHostileRequests()
 {
-    Beacon beacon(documents.path());
+    Beacon beacon;
     Companion web(beacon.port);
-    const quint16 port = web.server.port();
-    const QByteArray here = "127.0.0.1:" + QByteArray::number(port);
+    const QByteArray here = web.here();
     const auto get = [&](const QByteArray &path, const QByteArray &host, const QByteArray &more = {}) {
-        return raw(port, "GET " + path + " HTTP/1.1\r\nHost: " + host + "\r\n" + more + "\r\n");
+        return web.raw("GET " + path + " HTTP/1.1\r\nHost: " + host + "\r\n" + more);
     };
-    const QByteArray upgrade = "Upgrade: websocket\r\nConnection: Upgrade\r\n"
-                               "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n";
 
     // A name that is not this machine's is refused whatever it asks; addresses and localhost pass.
     for (const char *path : {"/", "/api/live", "/api/macros"}) {
@@ -586,11 +518,12 @@ void tst_Web::refusesHostileRequests()
 void tst_Web::buttonBoxFromThePages()
 {
     Companion web(1);
-    const QByteArray here = "127.0.0.1:" + QByteArray::number(web.server.port());
+    const QByteArray here = web.here();
     const auto put = [&](const QByteArray &origin, const QByteArray &type, const QByteArray &body) {
-        return raw(web.server.port(), "PUT /api/buttons HTTP/1.1\r\nHost: " + here + "\r\nOrigin: " + origin +
-                                          "\r\nContent-Type: " + type + "\r\nContent-Length: " +
-                                          QByteArray::number(body.size()) + "\r\n\r\n" + body);
+        return web.raw("PUT /api/buttons HTTP/1.1\r\nHost: " + here + "\r\nOrigin: " + origin +
+                           "\r\nContent-Type: " + type +
+                           "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n",
+                       body);
     };
     const QByteArray box = R"({"keys":[{"key":"f5","label":"  Wipers "},{"key":"A","label":""}]})";
     QVERIFY(put("http://evil.example", "application/json", box).startsWith("HTTP/1.1 403"));
@@ -614,68 +547,18 @@ void tst_Web::buttonBoxFromThePages()
     QCOMPARE(QFileInfo(file).size(), qint64(16));
 }
 
-// A page or a script that sends presses without end runs a few, and is told the rest came too
-// fast; a driver's double tap still runs twice.
-void tst_Web::pressesHaveARate()
-{
-    Pressing f(documents.path());
-    QSignalSpy &chats = f.chats, &keys = f.keys;
-    Socket &browser = f.browser;
-    QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
-
-    browser.send(R"({"macro":1,"id":1})");
-    browser.send(R"({"macro":1,"id":2})");
-    QTRY_COMPARE(browser.of("result").size(), 2);
-    for (const QJsonObject &result : browser.of("result"))
-        QVERIFY2(result.value("ok").toBool(), QJsonDocument(result).toJson().constData());
-    QTRY_COMPARE(chats.size(), 2);
-
-    for (int i = 0; i < 200; ++i)
-        browser.send(R"({"macro":4})");
-    QTRY_VERIFY_WITH_TIMEOUT(browser.of("result").size() > 2 + 16, 5000);
-    QTest::qWait(1000);
-    const QList<QJsonObject> results = browser.of("result");
-    int tooFast = 0;
-    for (const QJsonObject &result : results)
-        tooFast += result.value("error").toString() == QLatin1String("too fast");
-    QVERIFY2(tooFast > 0 && chats.size() <= 2 + 1 + 2, qPrintable(QString::number(chats.size())));
-    qInfo("200 macros at once: %d ran, %d answered \"too fast\" (results kept: %d)", int(chats.size()) - 2,
-          tooFast, int(results.size()));
-
-    // The companion's own rate holds across viewers: ten browsers at once run no more than its burst.
-    QTest::qWait(2000);
-    chats.clear();
-    std::vector<std::unique_ptr<Socket>> others;
-    for (int i = 0; i < 10; ++i)
-        others.push_back(std::make_unique<Socket>(f.web.ws()));
-    QTRY_VERIFY_WITH_TIMEOUT(std::all_of(others.begin(), others.end(),
-                                         [](const auto &b) { return b->state() == QLatin1String("live"); }),
-                             5000);
-    for (const auto &other : others)
-        for (int i = 0; i < 3; ++i)
-            other->send(R"({"key":"F1"})");
-    QTRY_COMPARE_WITH_TIMEOUT(
-        std::accumulate(others.begin(), others.end(), 0,
-                        [](int sum, const auto &b) { return sum + b->of(QStringLiteral("result")).size(); }),
-        30, 5000);
-    QTest::qWait(500);
-    QVERIFY2(keys.size() >= int(PressRate::companionKeys.burst) && keys.size() <= 15,
-             qPrintable(QString::number(keys.size())));
-}
-
 // Connections are capped from one address and in all, and an idle keep-alive connection goes;
 // a host holding over a thousand connections does not keep a browser out.
 void tst_Web::boundedConnections()
 {
     platform::raiseFileLimit();
-    Beacon beacon(documents.path());
+    Beacon beacon;
     Companion web(beacon.port);
     const quint16 port = web.server.port();
-    const QByteArray here = "127.0.0.1:" + QByteArray::number(port);
+    const QByteArray here = web.here();
 
     // Keep-alive: one request answered, then silence, and the server lets go.
-    QTcpSocket idle;
-    idle.connectToHost(QHostAddress::LocalHost, port);
+    RawConnection idle(port);
     QVERIFY(idle.waitForConnected(3000));
     idle.write("GET /api/state HTTP/1.1\r\nHost: " + here + "\r\n\r\n");
     QTRY_VERIFY(idle.bytesAvailable() > 0);
@@ -684,20 +567,16 @@ void tst_Web::boundedConnections()
     // A flooding host on another address of this machine: 1,100 connections, each holding a
     // request half sent.
     const int hostile = 1100;
-    std::vector<std::unique_ptr<QTcpSocket>> flood;
-    for (int i = 0; i < hostile; ++i) {
-        auto socket = std::make_unique<QTcpSocket>();
-        socket->bind(QHostAddress(QStringLiteral("127.0.0.2")));
-        socket->connectToHost(QHostAddress::LocalHost, port);
-        flood.push_back(std::move(socket));
-    }
+    std::vector<std::unique_ptr<RawConnection>> flood;
+    for (int i = 0; i < hostile; ++i)
+        flood.push_back(std::make_unique<RawConnection>(port, loopback, QStringLiteral("127.0.0.2")));
     for (const auto &socket : flood)
         if (socket->waitForConnected(3000))
             socket->write("GET / HTTP/1.1\r\nHost: " + here + "\r\n");
     QTRY_COMPARE_WITH_TIMEOUT(web.server.openConnections(), ConnectionLimits::defaultPerAddress, 10000);
     QElapsedTimer clock;
     clock.start();
-    const QByteArray answer = raw(port, "GET /api/state HTTP/1.1\r\nHost: " + here + "\r\n\r\n", 10000);
+    const QByteArray answer = web.raw("GET /api/state HTTP/1.1\r\nHost: " + here + "\r\n", {}, 10000);
     const qint64 ms = clock.elapsed();
     QVERIFY2(answer.startsWith("HTTP/1.1 200"), answer.constData());
     qInfo("%d connections from one host (the server keeps %d of them): a new request answered in %lld ms",

@@ -1,15 +1,9 @@
 #include "broker.h"
 #include "kvbeacon.h"
-#include "kvserver.h"
-#include "programoutput.h"
-#include "serverfixture.h"
+#include "standin.h"
 #include "webdriver.h"
-#include "windowfixture.h"
 
 #include <csignal>
-#include <sys/mman.h>
-
-using namespace WindowFixture;
 
 namespace {
 // A race with a lap every six seconds and three litres a lap, so that the fuel estimate
@@ -24,6 +18,12 @@ const char *const scenarioText =
     "set FuelUsePerHour 58.5\nset DisplayUnits 1\nset PlayerCarPosition 5\nset PlayerCarClassPosition 3\n"
     "set SessionLapsRemain 26\nset SessionFlags 4\nset TrackTempCrew 31.2\nset AirTemp 22.4\nset Skies 1\n"
     "set WindVel 4.2\nset WindDir 2.3\nset RelativeHumidity 0.55\nset IsOnTrack 1\n";
+
+QByteArray sampleAppIni()
+{
+    QFile sample(QStringLiteral(KVB_SAMPLE_DOCUMENTS "/app.ini"));
+    return sample.open(QIODevice::ReadOnly) ? sample.readAll() : QByteArray();
+}
 } // namespace
 
 // The pages in a real browser, headless Chromium, against kvBeacon's window beside the
@@ -62,39 +62,28 @@ private:
     {
         // The button box is kept in the config folder: the test's own.
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), dir.filePath(QStringLiteral("config")));
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), standIn.dir.filePath(QStringLiteral("config")));
         web.process.setProcessEnvironment(environment);
         return web.start(QStringLiteral(KVB_WEB),
                          {"--port", QString::number(webPort), "--beacon",
-                          QStringLiteral("127.0.0.1:%1").arg(beaconPort), "--mqtt", broker.url("ann"),
+                          QStringLiteral("127.0.0.1:%1").arg(standIn.port), "--mqtt", broker.url("ann"),
                           "--mqtt-ca", broker.path("ca.crt"), "--team", "red", "--driver", "ann",
                           "--allow-host", "phone.test"},
                          "dashboard");
     }
 
-    QTemporaryDir dir, documents;
+    StandIn standIn{scenarioText, sampleAppIni()};
     Broker broker;
-    ProgramOutput standIn, web;
+    ProgramOutput web;
     std::unique_ptr<kvBeacon> window;
     WebDriver browser;
-    quint16 beaconPort = 0, webPort = 0;
+    quint16 webPort = freePort();
 };
 
 void tst_WebBrowser::initTestCase()
 {
     quietDebugLines();
-    shm_unlink("/IRSDKMemMapFileName");
-    shm_unlink("/IRSDKDataValidEvent");
-    const QString scenario = dir.filePath(QStringLiteral("web.scenario"));
-    QVERIFY(writeFile(scenario, scenarioText));
-    QFile sample(QStringLiteral(KVB_SAMPLE_DOCUMENTS "/app.ini"));
-    QVERIFY(sample.open(QIODevice::ReadOnly));
-    beaconPort = freePort();
-    webPort = freePort();
-    startSettings({{"main/port", beaconPort},
-                   {"main/autostartserver", true},
-                   {"paths/iracingdocument", makeDocuments(documents, sample.readAll())}});
-    QVERIFY(standIn.start(QStringLiteral(KVB_SIMULATOR), {"--scenario", scenario}, "window opened"));
+    QVERIFY(standIn.play({}, "window opened"));
     window = std::make_unique<kvBeacon>(nullptr);
     window->show();
     QTRY_VERIFY_WITH_TIMEOUT(window->findChild<kvServer *>(), 5000);
@@ -109,10 +98,6 @@ void tst_WebBrowser::cleanupTestCase()
     web.stop();
     broker.stop();
     window.reset();
-    standIn.process.write("quit\n");
-    standIn.process.waitForFinished(5000);
-    shm_unlink("/IRSDKMemMapFileName");
-    shm_unlink("/IRSDKDataValidEvent");
 }
 
 void tst_WebBrowser::dashboard()
@@ -149,7 +134,16 @@ void tst_WebBrowser::buttons()
     QTRY_COMPARE(
         browser.run("return document.querySelector(\"button[data-macro='3']\").dataset.feedback;").toString(),
         QStringLiteral("answered"));
-    QCOMPARE(browser.text("button[data-macro='3'] .feedback"), QStringLiteral("sent · kvBeacon: Button ok"));
+    QCOMPARE(browser.text("button[data-macro='3'] .feedback"),
+             QStringLiteral("sent · kvBeacon: ") + Protocol::macroDone);
+    // The app.ini gone and back.
+    const QString appIni = standIn.documents.filePath("app.ini"),
+                  away = standIn.documents.filePath("app.away");
+    QVERIFY(QFile::rename(appIni, away));
+    QTRY_VERIFY_WITH_TIMEOUT(browser.text("#macro-state").contains("no app.ini"), 5000);
+    QCOMPARE(browser.count("button.macro"), 0);
+    QVERIFY(QFile::rename(away, appIni));
+    QTRY_COMPARE_WITH_TIMEOUT(browser.count("button.macro"), 5, 5000);
 }
 
 // A page of another site (another port on loopback is another origin) open in the driver's
@@ -170,7 +164,7 @@ void tst_WebBrowser::pagesOfOtherSitesPressNothing()
             "'@000013;206;000001;4;'}).then(() => log('fetch-sent'), () => log('fetch-failed'));\n"
             "</script>\n")
             .arg(webPort)
-            .arg(beaconPort)
+            .arg(standIn.port)
             .toUtf8()));
     const quint16 sitePort = freePort();
     ProgramOutput server;
@@ -213,15 +207,11 @@ void tst_WebBrowser::overlay()
     }
 }
 
+// The losses only the page sees: the companion gone and back, and held still. The simulator's is
+// in screenStaysOnAndInstalls, the app.ini's in buttons, and those behind the companion in tst_web.
 void tst_WebBrowser::recoversFromEveryLoss()
 {
     browser.open(url("/"));
-    QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 8000);
-    // The simulator gone and back.
-    QVERIFY(standIn.send("stop"));
-    QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("no-simulator"), 8000);
-    QCOMPARE(browser.text("#state"), QStringLiteral("Simulator not found: kvBeacon has no live data"));
-    QVERIFY(standIn.send("start"));
     QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 8000);
     // The companion itself gone and back.
     web.stop();
@@ -234,13 +224,6 @@ void tst_WebBrowser::recoversFromEveryLoss()
     QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("quiet"), 5000);
     ::kill(pid_t(web.process.processId()), SIGCONT);
     QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 5000);
-    browser.open(url("/buttons"));
-    QTRY_COMPARE_WITH_TIMEOUT(browser.count("button.macro"), 5, 5000);
-    QVERIFY(QFile::rename(documents.filePath("app.ini"), documents.filePath("app.away")));
-    QTRY_VERIFY_WITH_TIMEOUT(browser.text("#macro-state").contains("no app.ini"), 5000);
-    QCOMPARE(browser.count("button.macro"), 0);
-    QVERIFY(QFile::rename(documents.filePath("app.away"), documents.filePath("app.ini")));
-    QTRY_COMPARE_WITH_TIMEOUT(browser.count("button.macro"), 5, 5000);
 }
 
 // The team page: the stand-in's car through kvbeacon-web and the broker, beside two teammates
@@ -365,12 +348,16 @@ void tst_WebBrowser::screenStaysOnAndInstalls()
                               5000);
     QCOMPARE(browser.text("#awake"), QStringLiteral("screen kept on"));
     QVERIFY(browser.run("return isSecureContext;").toBool());
-    // Data no longer live for the time set (a minute, here shortened) lets the screen sleep.
+    // The simulator gone: the page says so, and data no longer live for the time set (a minute,
+    // here shortened) lets the screen sleep. Back, and both come back.
     browser.run("Kvb.awake.releaseAfterMs = 800;");
     QVERIFY(standIn.send("stop"));
+    QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("no-simulator"), 8000);
+    QCOMPARE(browser.text("#state"), QStringLiteral("Simulator not found: kvBeacon has no live data"));
     QTRY_COMPARE_WITH_TIMEOUT(browser.run("return Kvb.awake.mode;").toString(), QStringLiteral("off"), 8000);
     QVERIFY(browser.text("#awake").isEmpty());
     QVERIFY(standIn.send("start"));
+    QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("live"), 8000);
     QTRY_COMPARE_WITH_TIMEOUT(browser.run("return Kvb.awake.mode;").toString(), QStringLiteral("wake lock"),
                               8000);
 

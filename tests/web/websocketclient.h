@@ -1,23 +1,22 @@
 #pragma once
 
+#include "basics.h"
 #include "beast.h"
 
-#include <QObject>
-#include <QUrl>
+#include <QtTest>
 
 #include <deque>
-#include <functional>
 #include <mutex>
 #include <thread>
 
-// A browser's side of a WebSocket, on Beast in a thread of its own; each text received is handed
-// to the thread that made the client. A connection refused or lost just means no more texts.
+// A browser's side of kvbeacon-web's WebSocket, on Beast in a thread of its own: the messages it
+// receives, kept in order of arrival (or only counted) on the thread that made the client. A
+// connection refused or lost just means no more messages.
 class WebSocketClient : public QObject
 {
     Q_OBJECT
 public:
-    WebSocketClient(const QUrl &url, std::function<void(const QByteArray &)> onText)
-        : onText(std::move(onText))
+    explicit WebSocketClient(const QUrl &url, bool keep = true) : keep(keep)
     {
         const tcp::endpoint server(net::ip::make_address(url.host().toStdString()), url.port());
         const std::string host = url.authority().toStdString(), path = url.path().toStdString();
@@ -40,14 +39,43 @@ public:
         });
         thread.join();
     }
-    void send(std::string text)
+    void send(const QByteArray &message)
     {
-        net::post(ws.get_executor(), [this, text = std::move(text)]() mutable {
+        net::post(ws.get_executor(), [this, text = message.toStdString()]() mutable {
             queue.push_back(std::move(text));
             if (queue.size() == 1 && ws.is_open())
                 write();
         });
     }
+
+    QList<QJsonObject> of(const QString &type) const
+    {
+        QList<QJsonObject> found;
+        for (const QJsonObject &message : messages)
+            if (message.value(QLatin1String("type")).toString() == type)
+                found.append(message);
+        return found;
+    }
+    QJsonObject last(const QString &type) const { return of(type).value(of(type).size() - 1); }
+    QString state() const { return last(QStringLiteral("state")).value(QLatin1String("state")).toString(); }
+    // `key` of the last document of that type.
+    QJsonValue in(const QString &type, const QString &key) const
+    {
+        return last(type).value(type).toObject().value(key);
+    }
+    double sessionTime() const { return in("live", "SessionTimeSinceStarted").toDouble(); }
+    // Every state the page passed through since message `from`, in order.
+    QStringList statesSince(int from) const
+    {
+        QStringList states;
+        for (const QJsonObject &message : messages.mid(from))
+            if (message.value("type") == QStringLiteral("state"))
+                states.append(message.value("state").toString());
+        return states;
+    }
+
+    QList<QJsonObject> messages;
+    QHash<QString, int> counts;
 
 private slots:
     void drain()
@@ -55,8 +83,12 @@ private slots:
         std::unique_lock<std::mutex> lock(mutex);
         const std::deque<QByteArray> texts = std::exchange(inbox, {});
         lock.unlock();
-        for (const QByteArray &text : texts)
-            onText(text);
+        for (const QByteArray &text : texts) {
+            const QJsonObject message = json(text);
+            ++counts[message.value(QLatin1String("type")).toString()];
+            if (keep)
+                messages.append(message);
+        }
     }
 
 private:
@@ -93,7 +125,7 @@ private:
         });
     }
 
-    const std::function<void(const QByteArray &)> onText;
+    const bool keep;
     std::mutex mutex;
     std::deque<QByteArray> inbox; // from the io thread to the client's, under the mutex
     net::io_context io;

@@ -8,9 +8,6 @@
 #include "serverfixture.h"
 #include "webdriver.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
-
 namespace {
 QString run(const QString &program, const QStringList &arguments)
 {
@@ -26,6 +23,18 @@ QString localAppData()
     const QString windows = run(QStringLiteral("wine"), {QStringLiteral("cmd"), "/c", "echo %LOCALAPPDATA%"});
     return run(QStringLiteral("winepath"), {QStringLiteral("-u"), windows});
 }
+
+QString windowsPath(const QString &path)
+{
+    return run(QStringLiteral("winepath"), {QStringLiteral("-w"), path});
+}
+
+// Ends a program of the prefix: by force, or by asking its window to close as the close button does.
+void taskkill(const char *image, bool force)
+{
+    run(QStringLiteral("wine"), QStringList{QStringLiteral("taskkill")} +
+                                    (force ? QStringList{"/F", "/IM", image} : QStringList{"/IM", image}));
+}
 } // namespace
 
 class tst_WindowsProgram : public QObject
@@ -39,11 +48,11 @@ private slots:
 
 private:
     bool startKvBeacon();
-    // The value of `key` in the document a 207 or 208 reply carries.
-    QJsonValue value(int command, const char *key)
+    // The value of `key` in the document a Protocol::Live or Protocol::Info reply carries.
+    QJsonValue value(Protocol::Command command, const char *key)
     {
         const std::optional<Reply> reply = client.request(command);
-        return reply ? QJsonDocument::fromJson(reply->payload.toUtf8()).object().value(key) : QJsonValue();
+        return reply ? json(reply->payload.toUtf8()).value(key) : QJsonValue();
     }
 
     QString dir = qEnvironmentVariable("KVB_WINDOWS_DIR");
@@ -71,8 +80,7 @@ void tst_WindowsProgram::wholeProgram()
         QSettings ini(iniPath, QSettings::IniFormat);
         ini.setValue(QStringLiteral("main/port"), int(port));
         ini.setValue(QStringLiteral("main/autostartserver"), true);
-        ini.setValue(QStringLiteral("paths/iracingdocument"),
-                     run(QStringLiteral("winepath"), {QStringLiteral("-w"), dir + "/sample-documents"}));
+        ini.setValue(QStringLiteral("paths/iracingdocument"), windowsPath(dir + "/sample-documents"));
     }
     // Without arguments the stand-in plays the sample scenario that lies beside it.
     simulator.process.start(QStringLiteral("wine"), {dir + "/kvbeacon-simulator.exe"});
@@ -80,24 +88,26 @@ void tst_WindowsProgram::wholeProgram()
              simulator.output.constData());
     QVERIFY2(startKvBeacon(), kvbeacon.output.constData());
 
-    QVERIFY(client.write(request(201, 1, "Wine check"))); // no reply: the next one is 202's
+    QVERIFY(client.write(request(Protocol::ClientName, 1, "Wine check"))); // no reply: the next one is 202's
     QTest::qWait(500); // a frame behind another in the same arrival would wait for more data
-    QCOMPARE(ask(client, request(202, 2)), QByteArray("@000021;202;000002;kv-Beacon;"));
-    QVERIFY(ask(client, request(203, 3)).mid(19).chopped(1).toInt() > 0);
+    QCOMPARE(ask(client, request(Protocol::ServerName, 2)), QByteArray("@000021;202;000002;kv-Beacon;"));
+    QVERIFY(ask(client, request(Protocol::ClientId, 3)).mid(19).chopped(1).toInt() > 0);
     // QSettings reads an unquoted comma as a list separator and joins the parts without it.
     const QByteArray chatTexts = "Pitting this lap|Thanks for the room|Sorry,my fault|Good race,everyone|"
                                  "Blue flag, let me by, please||||||||||";
-    QCOMPARE(ask(client, request(205, 4)), request(205, 4, chatTexts));
+    QCOMPARE(ask(client, request(Protocol::ChatTexts, 4)), request(Protocol::ChatTexts, 4, chatTexts));
 
     for (double fuel : {12.5, 30.25}) {
         QVERIFY(simulator.send("set FuelLevel " + QByteArray::number(fuel)));
-        QVERIFY2(QTest::qWaitFor([&] { return value(207, "FuelLevel").toDouble() == fuel; }, 5000),
-                 qPrintable(QString::number(value(207, "FuelLevel").toDouble())));
+        QVERIFY2(QTest::qWaitFor([&] { return value(Protocol::Live, "FuelLevel").toDouble() == fuel; }, 5000),
+                 qPrintable(QString::number(value(Protocol::Live, "FuelLevel").toDouble())));
     }
-    const double before = value(207, "SessionTimeSinceStarted").toDouble();
-    QVERIFY(QTest::qWaitFor([&] { return value(207, "SessionTimeSinceStarted").toDouble() > before; }, 5000));
-    QVERIFY2(QTest::qWaitFor([&] { return value(208, "WI.Trackname") == "sample_speedway"; }, 5000),
-             qPrintable(value(208, "WI.Trackname").toString()));
+    const double before = value(Protocol::Live, "SessionTimeSinceStarted").toDouble();
+    QVERIFY(QTest::qWaitFor(
+        [&] { return value(Protocol::Live, "SessionTimeSinceStarted").toDouble() > before; }, 5000));
+    const char *const track = Protocol::InfoKey::TrackName;
+    QVERIFY2(QTest::qWaitFor([&] { return value(Protocol::Info, track) == "sample_speedway"; }, 5000),
+             qPrintable(value(Protocol::Info, track).toString()));
     const QString screenshot = qEnvironmentVariable("KVB_SCREENSHOT");
     if (!screenshot.isEmpty()) {
         QTest::qWait(1500);
@@ -107,27 +117,26 @@ void tst_WindowsProgram::wholeProgram()
         QVERIFY(shot.waitForFinished(20000) && shot.exitCode() == 0);
     }
 
-    QCOMPARE(ask(client, request(206, 5, "3")), QByteArray("@000021;206;000005;Button ok;"));
+    QCOMPARE(ask(client, request(Protocol::ChatMacro, 5, "3")), QByteArray("@000021;206;000005;Button ok;"));
     QVERIFY2(simulator.waitFor("broadcast msg=8 var1=0 var2=2"), simulator.output.constData());
 
     QVERIFY(simulator.send("unfocus") && simulator.waitFor("unfocused"));
     QTest::qWait(1500); // a session poll sees the focus gone
-    QCOMPARE(ask(client, request(209, 6, "112")), QByteArray("@000018;209;000006;KEY OK;"));
+    QCOMPARE(ask(client, request(Protocol::PressKey, 6, "112")), QByteArray("@000018;209;000006;KEY OK;"));
     QTest::qWait(1500);
     QCOMPARE(simulator.count("key down vk=0x70"), 0);
     QVERIFY(simulator.send("focus") && simulator.waitFor("\nfocused"));
     QVERIFY2(QTest::qWaitFor(
                  [&] {
-                     ask(client, request(209, ++id, "112"));
+                     ask(client, request(Protocol::PressKey, ++id, "112"));
                      return simulator.waitFor("key down vk=0x70", 500);
                  },
                  10000),
              simulator.output.constData());
     QVERIFY(simulator.waitFor("key up vk=0x70"));
 
-    // taskkill without /F asks the window to close, as the close button does.
     client.close();
-    run(QStringLiteral("wine"), {QStringLiteral("taskkill"), QStringLiteral("/IM"), "kvbeacon.exe"});
+    taskkill("kvbeacon.exe", false);
     QVERIFY(kvbeacon.process.waitForFinished(20000));
     {
         QSettings ini(iniPath, QSettings::IniFormat);
@@ -139,7 +148,7 @@ void tst_WindowsProgram::wholeProgram()
     }
     // The next start listens on the stored port and reads the stored documents folder.
     QVERIFY2(startKvBeacon(), kvbeacon.output.constData());
-    QCOMPARE(ask(client, request(205, 7)), request(205, 7, chatTexts));
+    QCOMPARE(ask(client, request(Protocol::ChatTexts, 7)), request(Protocol::ChatTexts, 7, chatTexts));
 }
 
 // kvbeacon-web.exe beside the two: the dashboard in Chromium on the Linux side with values
@@ -156,8 +165,7 @@ void tst_WindowsProgram::phoneDashboardAndTeam()
     web.process.start(QStringLiteral("wine"),
                       {dir + "/kvbeacon-web.exe", "--port", QString::number(webPort), "--beacon",
                        QStringLiteral("127.0.0.1:%1").arg(port), "--mqtt", broker.url("ann"), "--mqtt-ca",
-                       run(QStringLiteral("winepath"), {QStringLiteral("-w"), broker.path("ca.crt")}),
-                       "--team", "wine", "--driver", "ann"});
+                       windowsPath(broker.path("ca.crt")), "--team", "wine", "--driver", "ann"});
     QVERIFY2(web.waitFor("kvbeacon/wine/ann", 60000), web.output.constData());
     // The QR code in block characters, and the address under it.
     QVERIFY2(web.output.contains("\xe2\x96\x88") && web.output.contains("On a phone on the same network"),
@@ -195,8 +203,7 @@ void tst_WindowsProgram::phoneDashboardAndTeam()
                              5000);
 
     QTRY_VERIFY_WITH_TIMEOUT(watcher.of("kvbeacon/wine/ann/live").size() >= 5, 10000);
-    const QJsonObject live =
-        QJsonDocument::fromJson(watcher.last("kvbeacon/wine/ann/live")).object().value("live").toObject();
+    const QJsonObject live = json(watcher.last("kvbeacon/wine/ann/live")).value("live").toObject();
     QVERIFY2(live.value("SessionTimeSinceStarted").toDouble() > 0 &&
                  live.value("FuelLevel").toDouble() == 30.25,
              watcher.last("kvbeacon/wine/ann/live"));
@@ -208,8 +215,7 @@ void tst_WindowsProgram::phoneDashboardAndTeam()
     QVERIFY2(later.last("kvbeacon/wine/ann/info").contains("sample_speedway"),
              later.last("kvbeacon/wine/ann/info"));
 
-    run(QStringLiteral("wine"),
-        {QStringLiteral("taskkill"), QStringLiteral("/F"), QStringLiteral("/IM"), "kvbeacon-web.exe"});
+    taskkill("kvbeacon-web.exe", true);
     QVERIFY(web.process.waitForFinished(20000));
     QTRY_COMPARE_WITH_TIMEOUT(watcher.last("kvbeacon/wine/ann/status"), QByteArray("offline"), 15000);
 
@@ -237,38 +243,36 @@ void tst_WindowsProgram::recordAndReplay()
     QVERIFY2(client.isConnected(), "kvBeacon did not come up in wholeProgram");
     QTemporaryDir folder;
     const QString file = folder.filePath(QStringLiteral("race.jsonl"));
-    const QString windowsFile = run(QStringLiteral("winepath"), {QStringLiteral("-w"), file});
+    const QString windowsFile = windowsPath(file);
     run(QStringLiteral("wine"), {dir + "/kvbeacon-cli.exe", "--port", QString::number(port), "record",
                                  windowsFile, "--duration", "3"});
     QFile recording(file);
     QVERIFY2(recording.open(QIODevice::ReadOnly), qPrintable(file));
     const QList<QByteArray> lines = recording.readAll().trimmed().split('\n');
     QVERIFY2(lines.size() > 15 && lines.first().contains("\"format\":\"kvbeacon-recording\""), lines.first());
-    const double last = QJsonDocument::fromJson(lines.last())["live"]["SessionTimeSinceStarted"].toDouble();
+    const double last = json(lines.last())["live"]["SessionTimeSinceStarted"].toDouble();
 
-    simulator.process.write("quit\n");
-    QVERIFY(simulator.process.waitForFinished(20000));
+    QVERIFY(simulator.quit(20000));
     simulator.process.start(QStringLiteral("wine"),
                             {dir + "/kvbeacon-simulator.exe", "--replay", windowsFile});
     QVERIFY2(simulator.waitFor("publishing", 60000), simulator.output.constData());
     // The replay's clock runs through the recorded times, then holds the last.
     // The recorder's leaving paused kvBeacon's publishing: a new connection re-arms it.
     QVERIFY(QTest::qWaitFor([&] { return client.reconnect(1000); }, 10000));
-    QVERIFY2(QTest::qWaitFor([&] { return value(207, "SessionTimeSinceStarted").toDouble() == last; }, 30000),
-             qPrintable(QString::number(value(207, "SessionTimeSinceStarted").toDouble())));
+    QVERIFY2(QTest::qWaitFor(
+                 [&] { return value(Protocol::Live, "SessionTimeSinceStarted").toDouble() == last; }, 30000),
+             qPrintable(QString::number(value(Protocol::Live, "SessionTimeSinceStarted").toDouble())));
 }
 
 // Also after a failure: nothing is left running in the prefix.
 void tst_WindowsProgram::cleanupTestCase()
 {
-    run(QStringLiteral("wine"),
-        {QStringLiteral("taskkill"), QStringLiteral("/F"), QStringLiteral("/IM"), "kvbeacon-web.exe"});
+    taskkill("kvbeacon-web.exe", true);
     web.process.waitForFinished(10000);
     client.close();
-    run(QStringLiteral("wine"), {QStringLiteral("taskkill"), QStringLiteral("/IM"), "kvbeacon.exe"});
+    taskkill("kvbeacon.exe", false);
     kvbeacon.process.waitForFinished(10000);
-    simulator.process.write("quit\n");
-    simulator.process.waitForFinished(10000);
+    simulator.quit(10000);
 }
 
 QTEST_GUILESS_MAIN(tst_WindowsProgram)

@@ -1,4 +1,5 @@
 #include "framehead.h"
+#include "protocol.h"
 #include "wiremessage.h"
 
 #include <QtTest>
@@ -21,13 +22,14 @@ void tst_Wire::build_data()
                         const QByteArray &frame) {
         QTest::newRow(name) << WireMessage(command, id, payload).data << frame;
     };
-    row("server name", 202, 7, "kv-Beacon", "@000021;202;000007;kv-Beacon;");
+    row("server name", Protocol::ServerName, 7, Protocol::serverName, "@000021;202;000007;kv-Beacon;");
     row("empty payload, id zero", 3, 0, "", "@000012;003;000000;;");
-    row("negative id keeps its sign", 209, -5, "KEY OK", "@000018;209;0000-5;KEY OK;");
-    row("percent markers unchanged", 205, 1, "%1 and %2", "@000021;205;000001;%1 and %2;");
-    row("above U+FFFF: two code units, four bytes", 208, 1, QString::fromUcs4(U"\U0001F3C1"),
+    row("negative id keeps its sign", Protocol::PressKey, -5, Protocol::keyDone,
+        "@000018;209;0000-5;KEY OK;");
+    row("percent markers unchanged", Protocol::ChatTexts, 1, "%1 and %2", "@000021;205;000001;%1 and %2;");
+    row("above U+FFFF: two code units, four bytes", Protocol::Info, 1, QString::fromUcs4(U"\U0001F3C1"),
         "@000014;208;000001;\xf0\x9f\x8f\x81;");
-    row("wide id is not cut", 202, 1234567, "", "@000013;202;1234567;;");
+    row("wide id is not cut", Protocol::ServerName, 1234567, "", "@000013;202;1234567;;");
 }
 
 void tst_Wire::build()
