@@ -19,13 +19,6 @@ struct Broker
     // The pit wall's account, which reads every car and writes none.
     static constexpr const char *user = "crew";
     static constexpr const char *password = "s3cret, pit wall";
-    // The drivers' accounts (the same password, for brevity): each may write its own car's topics
-    // alone, kvbeacon/<team>/<driver>/#, and Home Assistant's discovery of that car.
-    static QStringList cars()
-    {
-        return {"red/ann", "red/bob", "red/cat", "red/dee", "red/mallory", "wine/ann", "wine/bob"};
-    }
-
     bool make()
     {
         const auto run = [this](const QString &program, const QStringList &arguments) {
@@ -35,64 +28,62 @@ struct Broker
             return process.waitForFinished(20000) && process.exitCode() == 0;
         };
         const QString ec = QStringLiteral("ec:%1").arg(path("curve.pem"));
-        if (!run("openssl", {"ecparam", "-name", "prime256v1", "-out", "curve.pem"}) ||
-            !writeFile(path("san.ext"), "subjectAltName=DNS:localhost,IP:127.0.0.1\n") ||
-            !run("openssl", {"req", "-x509", "-newkey", ec, "-nodes", "-keyout", "ca.key", "-out", "ca.crt",
-                             "-days", "2", "-subj", "/CN=kvbeacon test CA"}) ||
-            !run("openssl", {"req", "-newkey", ec, "-nodes", "-keyout", "server.key", "-out", "server.csr",
-                             "-subj", "/CN=localhost"}) ||
-            !run("openssl", {"x509", "-req", "-in", "server.csr", "-CA", "ca.crt", "-CAkey", "ca.key",
-                             "-CAcreateserial", "-out", "server.crt", "-days", "2", "-extfile", "san.ext"}) ||
-            !run("openssl", {"req", "-newkey", ec, "-nodes", "-keyout", "client.key", "-out", "client.csr",
-                             "-subj", "/CN=dee"}) ||
-            !run("openssl", {"x509", "-req", "-in", "client.csr", "-CA", "ca.crt", "-CAkey", "ca.key",
-                             "-CAcreateserial", "-out", "client.crt", "-days", "2"}) ||
-            !run("mosquitto_passwd", {"-b", "-c", "passwords", user, password}))
-            return false;
-        QString acl = QStringLiteral("pattern read kvbeacon/#\npattern read homeassistant/#\n");
-        QStringList drivers;
-        for (const QString &car : cars()) {
-            const QString team = car.section('/', 0, 0), driver = car.section('/', 1);
-            if (!drivers.contains(driver) && !run("mosquitto_passwd", {"-b", "passwords", driver, password}))
-                return false;
-            drivers.append(driver);
-            acl += QStringLiteral("user %1\ntopic write kvbeacon/%2/%1/#\n"
-                                  "topic write homeassistant/sensor/kvbeacon_%2_%1/#\n")
-                       .arg(driver, team);
+        // The drivers' accounts (the same password, for brevity), under an ACL like the README's: each
+        // may write its own car's topics alone, kvbeacon/<team>/<driver>/#, and that car's discovery.
+        QByteArray passwords;
+        for (const char *account : {user, "ann", "bob", "cat", "dee", "mallory"})
+            passwords += QByteArray(account) + ':' + password + '\n';
+        QByteArray acl = "pattern read kvbeacon/#\npattern read homeassistant/#\n";
+        for (const char *car :
+             {"red/ann", "red/bob", "red/cat", "red/dee", "red/mallory", "wine/ann", "wine/bob"}) {
+            const QList<QByteArray> names = QByteArray(car).split('/');
+            acl += "user " + names[1] + "\ntopic write kvbeacon/" + car + "/#\n" +
+                   "topic write homeassistant/sensor/kvbeacon_" + names[0] + '_' + names[1] + "/#\n";
         }
         QTcpServer probe, second;
         probe.listen(QHostAddress::LocalHost, 0);
         second.listen(QHostAddress::LocalHost, 0);
         port = probe.serverPort();
         certificatePort = second.serverPort();
-        return writeFile(path("acl"), acl.toUtf8()) &&
+        return run("openssl", {"ecparam", "-name", "prime256v1", "-out", "curve.pem"}) &&
+               writeFile(path("san.ext"), "subjectAltName=DNS:localhost,IP:127.0.0.1\n") &&
+               run("openssl", {"req", "-x509", "-newkey", ec, "-nodes", "-keyout", "ca.key", "-out", "ca.crt",
+                               "-days", "2", "-subj", "/CN=kvbeacon test CA"}) &&
+               run("openssl", {"req", "-newkey", ec, "-nodes", "-keyout", "server.key", "-out", "server.csr",
+                               "-subj", "/CN=localhost"}) &&
+               run("openssl",
+                   {"x509", "-req", "-in", "server.csr", "-CA", "ca.crt", "-CAkey", "ca.key",
+                    "-CAcreateserial", "-out", "server.crt", "-days", "2", "-extfile", "san.ext"}) &&
+               run("openssl", {"req", "-newkey", ec, "-nodes", "-keyout", "client.key", "-out", "client.csr",
+                               "-subj", "/CN=dee"}) &&
+               run("openssl", {"x509", "-req", "-in", "client.csr", "-CA", "ca.crt", "-CAkey", "ca.key",
+                               "-CAcreateserial", "-out", "client.crt", "-days", "2"}) &&
+               writeFile(path("passwords"), passwords) && run("mosquitto_passwd", {"-U", "passwords"}) &&
+               writeFile(path("acl"), acl) &&
                writeFile(
                    path("mosquitto.conf"),
                    QStringLiteral(
                        "user %1\nlog_dest stderr\nlog_type error\nallow_anonymous false\npassword_file %2\n"
-                       "acl_file %8\nmax_packet_size 65536\n"
-                       "listener %3 127.0.0.1\ncafile %4\ncertfile %5\nkeyfile %6\n"
+                       "acl_file %3\nmax_packet_size 65536\n"
+                       "listener %4 127.0.0.1\ncafile %5\ncertfile %6\nkeyfile %7\n"
                        // The second listener knows its clients by their certificates alone.
-                       "listener %7 127.0.0.1\ncafile %4\ncertfile %5\nkeyfile %6\n"
+                       "listener %8 127.0.0.1\ncafile %5\ncertfile %6\nkeyfile %7\n"
                        "require_certificate true\nuse_identity_as_username true\n")
-                       .arg(QString::fromLocal8Bit(getpwuid(getuid())->pw_name), path("passwords"))
-                       .arg(port)
-                       .arg(path("ca.crt"), path("server.crt"), path("server.key"))
-                       .arg(certificatePort)
-                       .arg(path("acl"))
+                       .arg(QString::fromLocal8Bit(getpwuid(getuid())->pw_name), path("passwords"),
+                            path("acl"), QString::number(port), path("ca.crt"), path("server.crt"),
+                            path("server.key"), QString::number(certificatePort))
                        .toUtf8());
     }
     bool start()
     {
         process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         process.start(QStringLiteral("mosquitto"), {"-c", path("mosquitto.conf")});
-        return process.waitForStarted() && QTest::qWaitFor(
-                                               [this] {
-                                                   QTcpSocket probe;
-                                                   probe.connectToHost(QHostAddress::LocalHost, port);
-                                                   return probe.waitForConnected(200);
-                                               },
-                                               10000);
+        const auto listening = [this] {
+            QTcpSocket probe;
+            probe.connectToHost(QHostAddress::LocalHost, port);
+            return probe.waitForConnected(200);
+        };
+        return process.waitForStarted() && QTest::qWaitFor(listening, 10000);
     }
     void stop()
     {
@@ -115,13 +106,6 @@ struct Broker
 // every message it gets and publishes what the test hands it.
 struct Client
 {
-    struct Message
-    {
-        QString topic;
-        QByteArray payload;
-        bool retained;
-    };
-
     explicit Client(const Broker &broker, const char *account = Broker::user)
     {
         mosquitto_lib_init();
@@ -131,10 +115,12 @@ struct Client
         mosquitto_username_pw_set(client, account, Broker::password);
         mosquitto_message_callback_set(client, [](mosquitto *, void *self, const mosquitto_message *message) {
             auto *me = static_cast<Client *>(self);
+            const QString topic = QString::fromUtf8(message->topic);
+            const QByteArray payload(static_cast<const char *>(message->payload), message->payloadlen);
             std::lock_guard<std::mutex> lock(me->mutex);
-            me->messages.append({QString::fromUtf8(message->topic),
-                                 QByteArray(static_cast<const char *>(message->payload), message->payloadlen),
-                                 message->retain});
+            me->messages[topic].append(payload);
+            if (message->retain)
+                me->kept[topic].append(payload);
         });
         mosquitto_connect_callback_set(client, [](mosquitto *, void *self, int result) {
             static_cast<Client *>(self)->connected = result == 0;
@@ -158,24 +144,22 @@ struct Client
         mosquitto_publish(client, nullptr, topic.toUtf8().constData(), payload.size(), payload.constData(), 1,
                           retain);
     }
-    QList<Message> of(const QString &topic)
+    QList<QByteArray> of(const QString &topic)
     {
         std::lock_guard<std::mutex> lock(mutex);
-        QList<Message> found;
-        for (const Message &message : messages)
-            if (message.topic == topic)
-                found.append(message);
-        return found;
+        return messages.value(topic);
     }
-    // The last payload on the topic, or empty.
-    QByteArray last(const QString &topic)
+    // The last payload on the topic, or of those the broker kept and handed over at subscribing; or empty.
+    QByteArray last(const QString &topic, bool retained = false)
     {
-        const QList<Message> found = of(topic);
-        return found.isEmpty() ? QByteArray() : found.last().payload;
+        std::lock_guard<std::mutex> lock(mutex);
+        const QList<QByteArray> found = (retained ? kept : messages).value(topic);
+        return found.isEmpty() ? QByteArray() : found.last();
     }
 
     mosquitto *client = nullptr;
     std::atomic<bool> connected{false};
     std::mutex mutex;
-    QList<Message> messages;
+    QHash<QString, QList<QByteArray>> messages;
+    QHash<QString, QList<QByteArray>> kept;
 };
