@@ -3,6 +3,7 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTemporaryDir>
 
 #include <string>
 
@@ -13,6 +14,14 @@ inline bool writeFile(const QString &path, const QByteArray &text)
 {
     QFile file(path);
     return file.open(QIODevice::WriteOnly) && file.write(text) == text.size();
+}
+
+// Writes the app.ini of a documents folder, and gives the folder.
+inline QString documentsFolder(const QTemporaryDir &dir, const QByteArray &appIni)
+{
+    if (!writeFile(dir.filePath(QStringLiteral("app.ini")), appIni))
+        qFatal("app.ini not written");
+    return dir.path();
 }
 
 // The object a JSON text holds, empty when it holds none; const, for its [] to read.

@@ -23,8 +23,7 @@ inline const QString loopback = QStringLiteral("127.0.0.1");
 // The next reply's bytes, or none within `ms`; bytes behind it stay for the next call.
 inline QByteArray nextFrame(BeaconClient &client, int ms = 5000)
 {
-    const std::optional<Reply> reply = client.nextReply(ms);
-    return reply ? reply->frame : QByteArray();
+    return client.nextReply(ms).value_or(Reply()).frame;
 }
 
 inline QByteArray ask(BeaconClient &client, const QByteArray &request)
@@ -77,9 +76,8 @@ struct RawConnection : QTcpSocket
             return "(no connection)";
         write(bytes);
         QByteArray answer;
-        QElapsedTimer clock;
-        clock.start();
-        while (clock.elapsed() < ms && state() == ConnectedState && !answer.contains("\r\n\r\n"))
+        const QDeadlineTimer deadline(ms);
+        while (!deadline.hasExpired() && state() == ConnectedState && !answer.contains("\r\n\r\n"))
             if (waitForReadyRead(100))
                 answer += readAll();
         return answer + readAll();
@@ -91,9 +89,7 @@ struct DocumentsSettings
 {
     explicit DocumentsSettings(const QByteArray &appIni)
     {
-        if (!writeFile(folder.filePath(QStringLiteral("app.ini")), appIni))
-            qFatal("app.ini not written");
-        settings.setIracingDocumentPath(folder.path());
+        settings.setIracingDocumentPath(documentsFolder(folder, appIni));
     }
     // Before the settings are made: they find their file as they are made.
     static QObject *inTestMode(QObject *owner) { return QStandardPaths::setTestModeEnabled(true), owner; }
@@ -107,27 +103,19 @@ struct DocumentsSettings
 // client; the server's debug lines quiet.
 struct ServerWithClient
 {
-    explicit ServerWithClient(AppSettings *settings = nullptr)
-        : server(settings, nullptr), log(&server, &kvServer::sigDebugString)
+    explicit ServerWithClient(AppSettings *settings = nullptr) : server(settings, nullptr)
     {
         framesIn = 0;
         quietDebugLines();
+        QObject::connect(&server, &kvServer::sigDebugString, [this](const QString &text) { log << text; });
         server.StartServer(QString(), 0);
         client.connectTo(loopback, server.serverPort());
         (void)QTest::qWaitFor([this] { return server.currentThread && server.currentThread->isServing(); });
     }
     ~ServerWithClient() { qInstallMessageHandler(nullptr); }
 
-    QStringList logTexts() const
-    {
-        QStringList texts;
-        for (const QList<QVariant> &args : log)
-            texts.append(args.at(0).toString());
-        return texts;
-    }
-
+    QStringList log; // before the server, so that it outlives the server's last line
     kvServer server;
-    QSignalSpy log;
     BeaconClient client;
 };
 

@@ -16,10 +16,9 @@ struct StandIn : ProgramOutput
         unlinkObjects();
         if (!writeFile(scenario, scenarioText))
             qFatal("scenario not written");
-        WindowFixture::startSettings(
-            {{"main/port", port},
-             {"main/autostartserver", true},
-             {"paths/iracingdocument", WindowFixture::makeDocuments(documents, appIni)}});
+        WindowFixture::startSettings({{"main/port", port},
+                                      {"main/autostartserver", true},
+                                      {"paths/iracingdocument", documentsFolder(documents, appIni)}});
     }
     ~StandIn()
     {
@@ -31,10 +30,6 @@ struct StandIn : ProgramOutput
     bool play(const QStringList &more = {}, const QByteArray &ready = "publishing")
     {
         return start(QStringLiteral(KVB_SIMULATOR), QStringList{"--scenario", scenario} + more, ready);
-    }
-    bool replay(const QString &recording)
-    {
-        return start(QStringLiteral(KVB_SIMULATOR), {"--replay", recording}, "publishing");
     }
     static void unlinkObjects()
     {

@@ -3,13 +3,13 @@
 #include "standin.h"
 
 #include <algorithm>
+#include <numeric>
 #include <sstream>
 
 using namespace WindowFixture;
 
 namespace {
-// Practice, then a race with its own session entry: the fuel and the flags move, the session
-// text changes with the session.
+// Practice, then a race with its own session entry; fuel and flags move.
 const char *const scenarioText =
     "session-text-begin\nWeekendInfo:\n TrackName: replay_ring\nSessionInfo:\n Sessions:\n"
     " - SessionNum: 0\n   SessionLaps: unlimited\n   SessionTime: 600.0000 sec\n   SessionType: Practice\n"
@@ -33,9 +33,8 @@ QList<QJsonObject> samplesOf(const QString &path)
 }
 } // namespace
 
-// A race recorded through kvBeacon with kvbeacon-cli, replayed by the stand-in, recorded again:
-// the two recordings agree value by value, at the same pace. Files that are no recording, or a
-// recording cut mid-line, are told apart.
+// A race recorded through kvBeacon with kvbeacon-cli, replayed by the stand-in and recorded
+// again agrees value by value, at the same pace; bad and cut files are told apart.
 class tst_RecordReplay : public QObject
 {
     Q_OBJECT
@@ -52,8 +51,8 @@ void tst_RecordReplay::roundTrip()
     QVERIFY(standIn.play());
     kvBeacon window;
     window.show();
-    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(&window, "label_trackname")->text(),
-                              QStringLiteral("replay_ring"), 8000);
+    const auto track = [&] { return child<QLabel>(&window, "label_trackname")->text(); };
+    QTRY_COMPARE_WITH_TIMEOUT(track(), QStringLiteral("replay_ring"), 8000);
 
     QProcess cli;
     cli.setProcessChannelMode(QProcess::ForwardedErrorChannel);
@@ -73,12 +72,12 @@ void tst_RecordReplay::roundTrip()
     // simulator writes: that is no part of the replay.
     startRecording(QStringLiteral("second.jsonl"), 8);
     QTest::qWait(1000);
-    QVERIFY(standIn.replay(dir.filePath("first.jsonl")));
+    QVERIFY(standIn.start(QStringLiteral(KVB_SIMULATOR), {"--replay", dir.filePath("first.jsonl")},
+                          "publishing"));
     QVERIFY(recorded());
     // The stand-in's commands still act on a replay.
     QVERIFY(standIn.send("track elsewhere"));
-    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(&window, "label_trackname")->text(), QStringLiteral("elsewhere"),
-                              5000);
+    QTRY_COMPARE_WITH_TIMEOUT(track(), QStringLiteral("elsewhere"), 5000);
     standIn.quit();
 
     const QList<QJsonObject> first = samplesOf(dir.filePath("first.jsonl"));
@@ -99,17 +98,14 @@ void tst_RecordReplay::roundTrip()
         QCOMPARE(sample["live"].toObject(), original["live"].toObject());
         shifts.append(sample["t"].toDouble() - original["t"].toDouble());
     }
-    // The pace error is each sample's shift from the typical one: how late a recorder's read
-    // came is noise around it.
-    QVector<double> sorted = shifts;
-    std::sort(sorted.begin(), sorted.end());
-    const double offset = sorted[sorted.size() / 2];
-    double worst = 0, sum = 0;
-    for (double shift : shifts) {
-        worst = qMax(worst, qAbs(shift - offset));
-        sum += qAbs(shift - offset);
-    }
-    const int matched = shifts.size();
+    // The pace error is each shift's distance from the typical one; late reads are noise.
+    std::sort(shifts.begin(), shifts.end());
+    const double offset = shifts[shifts.size() / 2],
+                 worst = qMax(shifts.last() - offset, offset - shifts.first());
+    const double average =
+        std::accumulate(shifts.begin(), shifts.end(), 0.0,
+                        [&](double sum, double shift) { return sum + qAbs(shift - offset); }) /
+        shifts.size();
     // The session text made from the recorded info reads back as the same info.
     QJsonObject lastInfo[2];
     for (int i = 0; i < 2; ++i)
@@ -122,9 +118,8 @@ void tst_RecordReplay::roundTrip()
     qInfo("recording: %d samples, %.0f KB a minute at 10 Hz; replay: pace error %.3f s at worst, %.3f s on "
           "average over %d samples",
           int(first.size() - 1), QFileInfo(dir.filePath("first.jsonl")).size() / 1024.0 / minutes, worst,
-          sum / matched, matched);
-    // A replay at a wrong pace drifts by a second or more over these six; a busy machine's late
-    // reads by a period or two.
+          average, int(shifts.size()));
+    // A wrong pace drifts a second or more over these six; a busy machine's reads a period or two.
     QVERIFY2(worst <= 0.5, qPrintable(QString::number(worst)));
 }
 

@@ -1,10 +1,8 @@
 #include "processfigures.h"
 #include "serverfixture.h"
 
-// Hostile and careless clients at once against a running server: one whose body stalls, one
-// that announces the largest body, some that come and go, some that send random bytes and
-// some that vanish in the middle of a body. Then a fresh client is served, and the process's
-// threads and descriptors are back where they were.
+// Hostile and careless clients at once against a running server; then a fresh client is served,
+// and the process's threads and descriptors are back where they were.
 class tst_ServerFaults : public QObject
 {
     Q_OBJECT
@@ -41,7 +39,7 @@ void tst_ServerFaults::hostileClientsAtOnce()
                 if ((afterLargest = nextFrame(client, 100)).isEmpty())
                     client.write(" "); // more data brings the next read
         } else if (t < 10) {
-            // Each waits for its answer before the next, so the accept queue (50 in Qt 5)
+            // Each waits for its answer before the next, so that the accept queue (50 in Qt 5)
             // never overflows into the kernel's one-second retries; some leave at once.
             for (int i = 0; i < 250; ++i)
                 if (i && !client.connectTo(loopback, port))
@@ -58,8 +56,7 @@ void tst_ServerFaults::hostileClientsAtOnce()
                 for (char &c : piece)
                     c = char(random.bounded(256));
                 if (t % 4 == 0) // some streams are full of frame heads
-                    piece.replace(0, qMin(8, piece.size()),
-                                  QByteArray("@000040;").left(qMin(8, piece.size())));
+                    piece = ("@000040;" + piece).left(piece.size());
                 if (!client.write(piece))
                     break;
                 sent += piece.size();
@@ -80,8 +77,7 @@ void tst_ServerFaults::hostileClientsAtOnce()
     QVERIFY2(stallerWaitedMs >= 9000, QByteArray::number(stallerWaitedMs.load()).constData());
 
     QTRY_COMPARE_WITH_TIMEOUT(server->clientCount(), 0, 15000);
-    // A finished thread may take a moment to leave the process; the listener is the one
-    // descriptor of the server's own.
+    // A finished thread may take a moment to leave; the listener is the server's one descriptor.
     QTRY_COMPARE_WITH_TIMEOUT(ProcessFigures::of().threads, baseline.threads, 5000);
     QTRY_COMPARE_WITH_TIMEOUT(ProcessFigures::of().descriptors, baseline.descriptors + 1, 5000);
     {
