@@ -7,6 +7,8 @@ private slots:
     void readerFindsReplies_data();
     void readerFindsReplies();
     void documentsParse();
+    void chatMacrosFromReply_data();
+    void chatMacrosFromReply();
     void requestsAgainstTheServer();
     void cutRepliesAndLostServers();
 };
@@ -78,6 +80,28 @@ void tst_Client::documentsParse()
     QVERIFY(!LiveDocument::fromJson(QLatin1String(Protocol::noData)) && !InfoDocument::fromJson(QString()));
 }
 
+// A "|" inside a text makes more than fifteen pieces, which belong to no macro number.
+void tst_Client::chatMacrosFromReply_data()
+{
+    QTest::addColumn<QString>("reply");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<int>("count");
+    QTest::newRow("fifteen") << QString(14, '|') << int(ChatMacros::Listed) << 15;
+    QTest::newRow("no app.ini") << QString(Protocol::noChatTexts) << int(ChatMacros::NoAppIni) << 0;
+    QTest::newRow("a | in a text") << QString(15, '|') << int(ChatMacros::Ambiguous) << 16;
+    QTest::newRow("too few") << QStringLiteral("one|two") << int(ChatMacros::Ambiguous) << 2;
+}
+
+void tst_Client::chatMacrosFromReply()
+{
+    QFETCH(QString, reply);
+    QFETCH(int, status);
+    QFETCH(int, count);
+    const ChatMacros macros = ChatMacros::fromReply(reply);
+    QCOMPARE(int(macros.status), status);
+    QCOMPARE(macros.texts.size(), count);
+}
+
 void tst_Client::requestsAgainstTheServer()
 {
     DocumentsSettings documents("[Autochat Messages]\nAutoChatStr2=Box,box\n");
@@ -92,8 +116,9 @@ void tst_Client::requestsAgainstTheServer()
     QTRY_VERIFY(f.log.contains(QStringLiteral("(Server) - Client Name: J\u00fcrgen's dash")));
     QCOMPARE(f.client.chatTexts().value_or(QStringList()), QString("|Box,box" + QString(13, '|')).split('|'));
     QVERIFY(f.client.runMacro(3) && f.client.pressKey(0x70));
-    QTRY_VERIFY(chats.count() == 1 && keys.count() == 1);
-    QVERIFY(chats.at(0).at(0) == 2 && keys.at(0).at(0) == 0x70);
+    QCOMPARE(f.client.press(Protocol::ChatMacro, 4).value_or(QString()), QLatin1String(Protocol::macroDone));
+    QTRY_VERIFY(chats.count() == 2 && keys.count() == 1);
+    QVERIFY(chats.at(0).at(0) == 2 && chats.at(1).at(0) == 3 && keys.at(0).at(0) == 0x70);
     SessionData record;
     record.FuelLevel = 12.5f;
     f.server.publish(record);
