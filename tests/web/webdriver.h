@@ -1,9 +1,11 @@
 #pragma once
 
+#include "basics.h"
+#include "programoutput.h"
+
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QTcpServer>
-#include <QtTest>
 
 #include <memory>
 
@@ -17,15 +19,10 @@ public:
     {
         QTcpServer probe; // a free port for chromedriver
         probe.listen(QHostAddress::LocalHost, 0);
-        base = QStringLiteral("http://127.0.0.1:%1").arg(probe.serverPort());
-        const QStringList arguments{QStringLiteral("--port=%1").arg(probe.serverPort())};
+        const QString port = QString::number(probe.serverPort());
         probe.close();
-        driver.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        driver.start(QStringLiteral("/usr/bin/chromedriver"), arguments);
-        if (!driver.waitForStarted() ||
-            !QTest::qWaitFor(
-                [&] { return call("GET", QStringLiteral("/status")).toObject().value("ready").toBool(); },
-                10000))
+        base = "http://127.0.0.1:" + port;
+        if (!driver.start("/usr/bin/chromedriver", {"--port=" + port}, "started successfully"))
             return false;
         // The flags keep Chromium off the network it has no business with, on a machine
         // without a GPU, as root in a sandbox of its own.
@@ -38,26 +35,22 @@ public:
                                "--user-data-dir=" + profile.path()};
         const QJsonObject options{{"binary", "/usr/bin/chromium"}, {"args", flags}};
         const QJsonObject capabilities{{"alwaysMatch", QJsonObject{{"goog:chromeOptions", options}}}};
-        session = call("POST", QStringLiteral("/session"), {{"capabilities", capabilities}})
-                      .toObject()
-                      .value("sessionId")
-                      .toString();
+        session = call("POST", "/session", {{"capabilities", capabilities}})["sessionId"].toString();
         return !session.isEmpty();
     }
     ~WebDriver()
     {
         if (!session.isEmpty())
             call("DELETE", path(QString()));
-        driver.kill();
-        driver.waitForFinished();
+        driver.stop();
     }
 
     // The page's viewport, as a phone's or a stream's would be.
     bool viewport(int width, int height)
     {
-        const QJsonObject metrics{
-            {"width", width}, {"height", height}, {"deviceScaleFactor", 1}, {"mobile", width < 600}};
-        return cdp("Emulation.setDeviceMetricsOverride", metrics).isObject();
+        return cdp("Emulation.setDeviceMetricsOverride",
+                   {{"width", width}, {"height", height}, {"deviceScaleFactor", 1}, {"mobile", width < 600}})
+            .isObject();
     }
     // A DevTools command, for what WebDriver has no word for.
     QJsonValue cdp(const QString &command, const QJsonObject &params = QJsonObject())
@@ -65,44 +58,43 @@ public:
         return call("POST", path("/goog/cdp/execute"), {{"cmd", command}, {"params", params}});
     }
     void open(const QUrl &url) { call("POST", path("/url"), {{"url", url.toString()}}); }
-    // Runs `script` (a function body) in the page and gives what it returns.
-    QJsonValue run(const QString &script)
+    // Runs `script` (a function body) in the page, `arguments` its own, and gives what it returns.
+    QJsonValue run(const QString &script, const QJsonArray &arguments = QJsonArray())
     {
-        return call("POST", path("/execute/sync"), {{"script", script}, {"args", QJsonArray()}});
+        return call("POST", path("/execute/sync"), {{"script", script}, {"args", arguments}});
     }
     QString text(const QString &selector)
     {
-        return run(QStringLiteral("const e = document.querySelector(%1); return e ? e.textContent : null;")
-                       .arg(quoted(selector)))
+        return run("return document.querySelector(arguments[0])?.textContent ?? null;", {selector})
             .toString();
     }
     int count(const QString &selector)
     {
-        return run(QStringLiteral("return document.querySelectorAll(%1).length;").arg(quoted(selector)))
-            .toInt();
+        return run("return document.querySelectorAll(arguments[0]).length;", {selector}).toInt();
+    }
+    // `expression` of each element `e` that `selector` finds, joined by commas.
+    QString each(const QString &selector, const QString &expression)
+    {
+        return run("return [...document.querySelectorAll(arguments[0])].map(e => " + expression + ").join();",
+                   {selector})
+            .toString();
     }
     // A click through the browser's input pipeline, as a finger on the page.
     bool click(const QString &selector)
     {
         const QJsonObject element =
             call("POST", path("/element"), {{"using", "css selector"}, {"value", selector}}).toObject();
-        if (element.isEmpty())
-            return false;
-        const QString id = element.begin().value().toString();
-        return call("POST", path("/element/" + id + "/click"), QJsonObject()).isNull();
+        return !element.isEmpty() &&
+               call("POST", path("/element/" + element.begin().value().toString() + "/click")).isNull();
     }
-    bool screenshot(const QString &file)
+    // The page as it shows, as `name`.png in the folder KVB_SCREENSHOTS names; nothing without one.
+    bool photograph(const QString &name)
     {
+        const QString folder = qEnvironmentVariable("KVB_SCREENSHOTS");
+        if (folder.isEmpty())
+            return true;
         const QByteArray png = QByteArray::fromBase64(call("GET", path("/screenshot")).toString().toLatin1());
-        QFile out(file);
-        return !png.isEmpty() && out.open(QIODevice::WriteOnly) && out.write(png) == png.size();
-    }
-
-    static QString quoted(const QString &text)
-    {
-        return QString::fromUtf8(QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact))
-            .mid(1)
-            .chopped(1);
+        return !png.isEmpty() && writeFile(folder + "/" + name + ".png", png);
     }
 
 private:
@@ -126,7 +118,7 @@ private:
         return value;
     }
 
-    QProcess driver;
+    ProgramOutput driver;
     QTemporaryDir profile;
     QNetworkAccessManager network;
     QString base;
