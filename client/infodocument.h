@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QJsonObject>
 #include <QString>
 
 #include <optional>
@@ -19,4 +20,6 @@ struct InfoDocument
 
     // Nothing unless `text` is a JSON object with all 8 keys, each of its type.
     static std::optional<InfoDocument> fromJson(const QString &text);
+    // The same from a document already read as JSON.
+    static std::optional<InfoDocument> fromObject(const QJsonObject &o);
 };

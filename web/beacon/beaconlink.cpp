@@ -183,13 +183,14 @@ void BeaconLink::poll(BeaconClient &client, bool withMacros)
         lostBeacon(client);
         return;
     }
-    onLive(client, LiveDocument::fromJson(live->payload), live->payload, info->payload);
+    // Read once: for the live message's fuel plan and for the info message.
+    const QJsonObject infoObject = QJsonDocument::fromJson(info->payload.toUtf8()).object();
+    onLive(client, LiveDocument::fromJson(live->payload), live->payload, infoObject);
     if (!client.isConnected())
         return;
 
     std::string infoMessage =
-        compact({{QStringLiteral("type"), QStringLiteral("info")},
-                 {QStringLiteral("info"), QJsonDocument::fromJson(info->payload.toUtf8()).object()}});
+        compact({{QStringLiteral("type"), QStringLiteral("info")}, {QStringLiteral("info"), infoObject}});
     if (infoMessage != lastInfo) {
         lastInfo = infoMessage;
         hub.publish(Channel::Info, std::move(infoMessage));
@@ -232,7 +233,7 @@ void BeaconLink::publishMacros(const ChatMacros &macros)
 }
 
 void BeaconLink::onLive(BeaconClient &client, const std::optional<LiveDocument> &live, const QString &text,
-                        const QString &info)
+                        const QJsonObject &info)
 {
     const auto now = Clock::now();
     const double sessionTime = live ? live->SessionTimeSinceStarted : -1.0;
@@ -259,7 +260,7 @@ void BeaconLink::onLive(BeaconClient &client, const std::optional<LiveDocument> 
     if (state != Live)
         return;
     hub.publish(Channel::Live,
-                liveMessage.build(*live, text, InfoDocument::fromJson(info).value_or(InfoDocument())));
+                liveMessage.build(*live, text, InfoDocument::fromObject(info).value_or(InfoDocument())));
 }
 
 void BeaconLink::publishState(State next)

@@ -4,6 +4,7 @@
 #include "hub.h"
 #include "livemessage.h"
 
+#include <QJsonObject>
 #include <QString>
 #include <QThread>
 
@@ -71,7 +72,7 @@ private:
     void runCommands(BeaconClient &client);
     void poll(BeaconClient &client, bool withMacros);
     void onLive(BeaconClient &client, const std::optional<LiveDocument> &live, const QString &text,
-                const QString &info);
+                const QJsonObject &info);
     void publishMacros(const ChatMacros &macros);
     void publishState(State state);
     void lostBeacon(BeaconClient &client);
