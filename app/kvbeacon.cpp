@@ -44,6 +44,7 @@ QString clientText(int count)
 kvBeacon::kvBeacon(QWidget *parent) : QMainWindow(parent), ui(new Ui::kvBeaconClass)
 {
     ui->setupUi(this);
+    ui->plainTextEdit_debug->setMaximumBlockCount(logLinesKept);
     InitWindow();
 
     connect(&timerSession, &QTimer::timeout, this, &kvBeacon::OnTimer);
@@ -181,7 +182,17 @@ void kvBeacon::OnServerButton()
 void kvBeacon::OnDebugString(QString msg, int level)
 {
     Q_UNUSED(level) // every level reads alike
-    ui->plainTextEdit_debug->appendPlainText(msg);
+    ui->plainTextEdit_debug->appendPlainText(logLine(msg));
+}
+
+QString kvBeacon::logLine(const QString &line)
+{
+    if (line.size() <= longestLogLine)
+        return line;
+    // Never half a character: a surrogate pair stays whole on the side left out.
+    const int kept = line.at(longestLogLine - 1).isHighSurrogate() ? longestLogLine - 1 : longestLogLine;
+    const int leftOut = QStringView(line).mid(kept).toUtf8().size();
+    return line.left(kept) + QStringLiteral(" … (%1 bytes left out)").arg(leftOut);
 }
 
 void kvBeacon::OnClientCountChanged(int count)

@@ -21,6 +21,15 @@ public:
     explicit kvBeacon(QWidget *parent = nullptr);
     ~kvBeacon() override;
 
+    // A client's text reaches the log whole (a client's name), and laying out a line of a
+    // megabyte held this thread for a minute and more: a longer line is shown cut, and the
+    // oldest lines leave a full log.
+    static constexpr int longestLogLine = 1000;
+    static constexpr int logLinesKept = 20000;
+    // `line` as the log view shows it: at most `longestLogLine` characters, then the number of
+    // bytes (UTF-8) left out.
+    static QString logLine(const QString &line);
+
 private slots:
     void OnTimer();
     void OnTimerIracingVariable();

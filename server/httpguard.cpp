@@ -13,6 +13,14 @@ bool isTokenChar(char c)
 
 HttpGuard::Verdict HttpGuard::firstBytes(const QByteArray &bytes)
 {
+    // A handshake record: type 22, then version 3.0 to 3.4 (every TLS writes 3.1 to 3.3 here).
+    if (bytes.startsWith('\x16')) {
+        if (bytes.size() > 1 && bytes[1] != '\x03')
+            return Verdict::NotHttp;
+        if (bytes.size() < 3)
+            return Verdict::Undecided;
+        return bytes[2] >= '\x00' && bytes[2] <= '\x04' ? Verdict::Tls : Verdict::NotHttp;
+    }
     int at = 0;
     while (at < bytes.size() && isTokenChar(bytes[at]))
         ++at;

@@ -4,6 +4,21 @@
 #include "serverplatform.h"
 
 #include <QDebug>
+#include <QTimer>
+
+namespace {
+// The key that connections are counted by.
+QString addressKey(const QHostAddress &address)
+{
+    bool isIPv4 = false;
+    const quint32 ipv4 = address.toIPv4Address(&isIPv4);
+    if (isIPv4)
+        return QHostAddress(ipv4).toString();
+    Q_IPV6ADDR bytes = address.toIPv6Address();
+    std::fill(bytes.c + 8, bytes.c + 16, quint8(0));
+    return QHostAddress(bytes).toString() + QStringLiteral("/64");
+}
+} // namespace
 
 kvServer::kvServer(AppSettings *settings, QObject *parent) : QTcpServer(parent), settings(settings) {}
 
@@ -37,12 +52,20 @@ void kvServer::StopServer()
 
 void kvServer::incomingConnection(qintptr socketDescriptor)
 {
+    const QString address = addressKey(serverplatform::peerAddress(socketDescriptor));
+    const QString why = refusal(address);
+    if (!why.isNull()) {
+        refuse(socketDescriptor, why);
+        return;
+    }
     qDebug() << socketDescriptor << " Connecting...";
     emit sigDebugString(QStringLiteral("(Server) - Connecting... %1").arg(socketDescriptor), 0);
 
     kvServerThread *thread = new kvServerThread(settings, socketDescriptor, this);
     currentThread = thread;
     threads.append(thread);
+    addressOf.insert(thread, address);
+    ++connectionsFrom[address];
 
     connect(thread, &QThread::finished, thread, &QObject::deleteLater);
     connect(thread, &kvServerThread::sigDebugString, this, &kvServer::OnDebugString);
@@ -72,6 +95,9 @@ void kvServer::OnThreadFinished(kvServerThread *thread)
 {
     if (!threads.removeOne(thread))
         return;
+    const QString address = addressOf.take(thread);
+    if (--connectionsFrom[address] <= 0)
+        connectionsFrom.remove(address);
     if (currentThread == thread)
         currentThread = nullptr;
     setClientCount(threads.size());
@@ -79,6 +105,37 @@ void kvServer::OnThreadFinished(kvServerThread *thread)
     // claim one that is not there.
     if (threads.isEmpty())
         clientConnected = false;
+}
+
+QString kvServer::refusal(const QString &address) const
+{
+    const int fromAddress = connectionsFrom.value(address);
+    if (fromAddress >= maxPerAddress)
+        return QStringLiteral("%1 connections from %2 already").arg(fromAddress).arg(address);
+    const int openToAll = maxConnections - placesKeptForNewAddresses;
+    if (threads.size() >= maxConnections || (fromAddress > 0 && threads.size() >= openToAll))
+        return QStringLiteral("%1 connections already").arg(threads.size());
+    return QString();
+}
+
+void kvServer::refuse(qintptr socketDescriptor, const QString &why)
+{
+    serverplatform::closeDescriptor(socketDescriptor);
+    if (lastRefusalLine.isValid() && lastRefusalLine.elapsed() < 1000) {
+        // The first held back brings a line of them all a second later, so none goes unsaid.
+        if (refusalsUnlogged++ == 0)
+            QTimer::singleShot(1000, this, [this] {
+                emit sigDebugString(
+                    QStringLiteral("(Server) - Refused %1 more connections in the last second")
+                        .arg(refusalsUnlogged),
+                    0);
+                refusalsUnlogged = 0;
+                lastRefusalLine.start();
+            });
+        return;
+    }
+    lastRefusalLine.start();
+    emit sigDebugString(QStringLiteral("(Server) - Refused a connection: %1").arg(why), 0);
 }
 
 void kvServer::setClientCount(int count)

@@ -2,6 +2,8 @@
 
 #include "publishedsession.h"
 
+#include <QElapsedTimer>
+#include <QHash>
 #include <QList>
 #include <QTcpServer>
 
@@ -26,6 +28,14 @@ public:
     // Connections whose threads are serving a socket.
     int clientCount() const { return clientCountValue; }
 
+    // Far above a dashboard, a deck and a few tools, and below what a desktop's usual limit of
+    // 1,024 open files allows (a connection holds two): more connections are closed at once,
+    // so that a flood of idle ones cannot end the process. The last places of all are kept for
+    // addresses that hold none yet, so that a flood from a few addresses leaves the others in.
+    static constexpr int maxConnections = 256;
+    static constexpr int maxPerAddress = 128;
+    static constexpr int placesKeptForNewAddresses = 32;
+
     AppSettings *settings;
     bool clientConnected = false;
     kvServerThread *currentThread = nullptr;
@@ -47,7 +57,17 @@ protected:
 private:
     void OnThreadFinished(kvServerThread *thread);
     void setClientCount(int count);
+    // Null when the connection may have a thread; otherwise why it is refused.
+    QString refusal(const QString &address) const;
+    void refuse(qintptr socketDescriptor, const QString &why);
 
     QList<kvServerThread *> threads;
     int clientCountValue = 0;
+    // Each thread's address (an IPv6 address by its /64, which one host is given whole) and
+    // how many connections each address holds.
+    QHash<kvServerThread *, QString> addressOf;
+    QHash<QString, int> connectionsFrom;
+    // Refusals are logged at most once a second, with the number of those in between.
+    QElapsedTimer lastRefusalLine;
+    int refusalsUnlogged = 0;
 };

@@ -15,6 +15,9 @@
 namespace {
 // Long waits are taken in slices so that a stop is not held back by a stalled client.
 constexpr int waitSliceMs = 50;
+// A whole frame of the largest size the length field allows (8 + 999,999 bytes) and a little
+// more: beyond it a fast sender is held back by TCP rather than by this process's memory.
+constexpr qint64 readBufferBytes = 1 << 20;
 
 class SocketSource : public FrameReader::Source
 {
@@ -80,6 +83,7 @@ void kvServerThread::run()
         socket = nullptr;
         return;
     }
+    socket->setReadBufferSize(readBufferBytes);
     serving = true;
     connect(socket, &QTcpSocket::readyRead, this, &kvServerThread::readyRead, Qt::DirectConnection);
     connect(socket, &QTcpSocket::disconnected, this, &kvServerThread::disconnected);
@@ -107,6 +111,14 @@ void kvServerThread::readyRead()
             webRequest = true;
             emit sigDebugString(
                 QStringLiteral("(Server) - Closed a connection that sent a web request (HTTP) ID:%1")
+                    .arg(socketDescriptor),
+                0);
+            socket->disconnectFromHost();
+            return;
+        case HttpGuard::Verdict::Tls:
+            webRequest = true;
+            emit sigDebugString(
+                QStringLiteral("(Server) - Closed a connection that sent a TLS handshake ID:%1")
                     .arg(socketDescriptor),
                 0);
             socket->disconnectFromHost();

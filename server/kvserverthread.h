@@ -50,8 +50,8 @@ public slots:
 private:
     std::atomic<bool> stopping{false};
     std::atomic<bool> serving{false};
-    // Until the first bytes have shown that they are no web request (HttpGuard); a web
-    // request is closed unread.
+    // Until the first bytes have shown that they are no web request or TLS handshake
+    // (HttpGuard); either is closed unread.
     bool checkingFirstBytes = true;
     bool webRequest = false;
 };

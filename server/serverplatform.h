@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QtGlobal>
+#include <QHostAddress>
 
 class QTcpServer;
 
@@ -15,8 +15,16 @@ bool listenDeep(QTcpServer *server, quint16 port);
 
 // Called once at the top of main(), before the toolkit starts. On Linux the connection
 // threads then run Qt's own event loop instead of GLib's, which wakes its own thread each time
-// a socket is written to: four system calls more on every request. Elsewhere it does nothing.
+// a socket is written to: four system calls more on every request; and the soft limit of open
+// files is raised to the hard one, since every connection holds a socket and its thread's
+// wake-up descriptor. Elsewhere it does nothing.
 void prepareProcess();
+
+// The address at the other end of an accepted socket that no QTcpSocket holds yet; null when
+// the system cannot tell.
+QHostAddress peerAddress(qintptr descriptor);
+// Closes an accepted socket that is refused before a thread takes it.
+void closeDescriptor(qintptr descriptor);
 
 // Puts the calling connection thread below the window's thread and the rest of the machine:
 // document traffic yields to the simulator, to the presses the window carries out, and to

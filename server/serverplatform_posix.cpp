@@ -32,6 +32,27 @@ void prepareProcess()
     // Only threads other than the main one: the window keeps GLib's loop, which a desktop's
     // own file dialogs need. A value the user has set stands.
     setenv("QT_NO_THREADED_GLIB", "1", 0);
+    // A desktop's usual soft limit (1,024) would end the process in Qt's fatal path at about
+    // 500 connections, before the server's own cap; the hard limit is usually far above it.
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+QHostAddress peerAddress(qintptr descriptor)
+{
+    sockaddr_storage peer{};
+    socklen_t size = sizeof peer;
+    if (getpeername(static_cast<int>(descriptor), reinterpret_cast<sockaddr *>(&peer), &size) != 0)
+        return QHostAddress();
+    return QHostAddress(reinterpret_cast<const sockaddr *>(&peer));
+}
+
+void closeDescriptor(qintptr descriptor)
+{
+    ::close(static_cast<int>(descriptor));
 }
 
 void lowerThreadPriority()

@@ -88,6 +88,20 @@ bool listenDeep(QTcpServer *server, quint16 port)
 
 void prepareProcess() {}
 
+QHostAddress peerAddress(qintptr descriptor)
+{
+    sockaddr_storage peer{};
+    int size = sizeof peer;
+    if (getpeername(static_cast<SOCKET>(descriptor), reinterpret_cast<sockaddr *>(&peer), &size) != 0)
+        return QHostAddress();
+    return QHostAddress(reinterpret_cast<const sockaddr *>(&peer));
+}
+
+void closeDescriptor(qintptr descriptor)
+{
+    closesocket(static_cast<SOCKET>(descriptor));
+}
+
 void lowerThreadPriority()
 {
     SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_BELOW_NORMAL);

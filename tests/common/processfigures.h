@@ -10,6 +10,7 @@ struct ProcessFigures
     int threads = 0;
     int descriptors = 0;
     long residentKb = 0;
+    long peakResidentKb = 0;
     long anonymousKb = 0; // of the resident memory, what maps no file (heap, stacks, data)
     long cpuTicks = 0;    // user + system, in clock ticks
 
@@ -22,6 +23,8 @@ struct ProcessFigures
             for (const QByteArray &line : status.readAll().split('\n')) {
                 if (line.startsWith("Threads:"))
                     figures.threads = line.mid(8).trimmed().toInt();
+                if (line.startsWith("VmHWM:"))
+                    figures.peakResidentKb = line.mid(6).trimmed().split(' ').value(0).toLong();
                 if (line.startsWith("VmRSS:"))
                     figures.residentKb = line.mid(6).trimmed().split(' ').value(0).toLong();
                 if (line.startsWith("RssAnon:"))

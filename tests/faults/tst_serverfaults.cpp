@@ -1,5 +1,46 @@
 #include "processfigures.h"
 #include "serverfixture.h"
+#include "serverplatform.h"
+
+namespace {
+// This test's own program, run as a server alone (KVB_SERVE_ALONE), so that its open-file
+// limit and its memory are its own; started through `wrapper` (such as prlimit) when given.
+struct ServerProcess
+{
+    explicit ServerProcess(const QStringList &wrapper = {})
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("KVB_SERVE_ALONE"), QStringLiteral("1"));
+        process.setProcessEnvironment(environment);
+        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        const QStringList command = wrapper + QStringList{QCoreApplication::applicationFilePath()};
+        process.start(command.first(), command.mid(1));
+        if (process.waitForStarted() && process.waitForReadyRead(10000))
+            port = quint16(process.readLine().mid(5).trimmed().toUInt());
+    }
+    ~ServerProcess()
+    {
+        process.kill();
+        process.waitForFinished();
+    }
+    ProcessFigures figures() const { return ProcessFigures::of(int(process.processId())); }
+
+    QProcess process;
+    quint16 port = 0; // 0: it did not start
+};
+
+int serveAlone(int argc, char **argv)
+{
+    serverplatform::prepareProcess();
+    QCoreApplication app(argc, argv);
+    quietDebugLines();
+    kvServer server(nullptr, nullptr);
+    server.StartServer(QString(), 0);
+    std::printf("port %d\n", server.serverPort());
+    std::fflush(stdout);
+    return app.exec();
+}
+} // namespace
 
 // Hostile and careless clients at once against a running server; then a fresh client is served,
 // and the process's threads and descriptors are back where they were.
@@ -8,7 +49,60 @@ class tst_ServerFaults : public QObject
     Q_OBJECT
 private slots:
     void hostileClientsAtOnce();
+    void idleFloodUnderALowFileLimit();
+    void fastSenderHeldBackByTcp();
 };
+
+// Idle connections from a few addresses, more than a desktop's open-file limit allows threads
+// for: those beyond the caps are closed, and another address is still served.
+void tst_ServerFaults::idleFloodUnderALowFileLimit()
+{
+    ServerProcess kv({QStringLiteral("prlimit"), QStringLiteral("--nofile=1024:1024")});
+    QVERIFY(kv.port);
+    std::vector<std::unique_ptr<RawConnection>> flood;
+    for (int i = 0; i < 600; ++i)
+        flood.emplace_back(new RawConnection(kv.port, loopback, QStringLiteral("127.0.0.%1").arg(2 + i % 5)));
+    const auto count = [&](QAbstractSocket::SocketState state) {
+        return std::count_if(flood.begin(), flood.end(), [&](const auto &c) { return c->state() == state; });
+    };
+    // Every connection is taken in or closed, and the server holds places for new addresses.
+    const int openToAll = kvServer::maxConnections - kvServer::placesKeptForNewAddresses;
+    QTRY_VERIFY_WITH_TIMEOUT(count(QAbstractSocket::UnconnectedState) == 600 - openToAll, 20000);
+    QTest::qWait(300); // for any late closing
+    QCOMPARE(count(QAbstractSocket::ConnectedState), openToAll);
+    BeaconClient driver;
+    QVERIFY(driver.connectTo(loopback, kv.port));
+    QCOMPARE(ask(driver, request(Protocol::ServerName, 9)),
+             request(Protocol::ServerName, 9, Protocol::serverName));
+    QCOMPARE(kv.process.state(), QProcess::Running);
+}
+
+// 64 MB of client names as fast as TCP takes them: the server reads a frame per arrival, and
+// what it has not read waits in the sender's socket, not in the server's memory.
+void tst_ServerFaults::fastSenderHeldBackByTcp()
+{
+    ServerProcess kv;
+    QVERIFY(kv.port);
+    BeaconClient sender;
+    QVERIFY(sender.connectTo(loopback, kv.port));
+    QCOMPARE(ask(sender, request(Protocol::ServerName, 1)),
+             request(Protocol::ServerName, 1, Protocol::serverName));
+    const long residentKb = kv.figures().residentKb;
+    QRandomGenerator random(64);
+    for (qint64 sent = 0; sent < 64 << 20;) {
+        const QByteArray frame = request(Protocol::ClientName, 2, QByteArray(random.bounded(1, 65536), 'n'));
+        QVERIFY(sender.write(frame, 30000));
+        sent += frame.size();
+    }
+    // What waits behind the last frame is read as more data comes.
+    QByteArray answer;
+    for (int nudge = 0; nudge < 3000 && answer.isEmpty(); ++nudge)
+        if ((answer = nextFrame(sender, 10)).isEmpty())
+            sender.write(request(Protocol::ServerName, 3));
+    QCOMPARE(answer, request(Protocol::ServerName, 3, Protocol::serverName));
+    const long grownKb = kv.figures().peakResidentKb - residentKb;
+    QVERIFY2(grownKb < 16 * 1024, qPrintable(QStringLiteral("the server grew by %1 KB").arg(grownKb)));
+}
 
 void tst_ServerFaults::hostileClientsAtOnce()
 {
@@ -89,5 +183,13 @@ void tst_ServerFaults::hostileClientsAtOnce()
     QTRY_VERIFY_WITH_TIMEOUT(ProcessFigures::of().sameThreadsAndDescriptors(baseline), 10000);
 }
 
-QTEST_GUILESS_MAIN(tst_ServerFaults)
+int main(int argc, char **argv)
+{
+    if (qEnvironmentVariableIsSet("KVB_SERVE_ALONE"))
+        return serveAlone(argc, argv);
+    QCoreApplication app(argc, argv);
+    tst_ServerFaults test;
+    QTEST_SET_MAIN_SOURCE_PATH
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_serverfaults.moc"

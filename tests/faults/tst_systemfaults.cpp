@@ -103,6 +103,59 @@ private slots:
         stillReading.reset();
         QTRY_VERIFY_WITH_TIMEOUT(ProcessFigures::of().sameThreadsAndDescriptors(baseline), 10000);
     }
+    // A client's name of a megabyte is one log line: shown cut, while the window goes on taking
+    // connections; and a full log drops its oldest lines.
+    void hugeClientNameAndAFullLog()
+    {
+        kvBeacon w;
+        QTest::mouseClick(child<QPushButton>(&w, "pushButton_startServer"), Qt::LeftButton);
+        const quint16 port = listeningServer(&w)->serverPort();
+        const QString name(499000, QChar(0xE9)); // two bytes each in UTF-8
+        const QByteArray body = "201;000001;" + name.toUtf8() + ';';
+        const QByteArray frame = '@' + QByteArray::number(body.size()).rightJustified(6, '0') + ';' + body;
+        // New connections ask for the server's name all along, each answered within a second.
+        std::atomic<bool> stop{false};
+        std::atomic<int> late{0}, answered{0}, running{2};
+        ClientThreads asker(1, [&](int) {
+            for (int id = 1; !stop; ++id) {
+                BeaconClient client;
+                QElapsedTimer clock;
+                clock.start();
+                const bool ok = client.connectTo(loopback, port) &&
+                                ask(client, request(Protocol::ServerName, id)) ==
+                                    request(Protocol::ServerName, id, Protocol::serverName);
+                ++(ok && clock.elapsed() < 1000 ? answered : late);
+            }
+            --running;
+        });
+        // Written from a thread of its own: this thread is the window's.
+        std::atomic<bool> named{false};
+        ClientThreads namer(1, [&](int) {
+            BeaconClient client;
+            named = client.connectTo(loopback, port) && client.write(frame, 30000);
+            while (!stop)
+                QThread::msleep(10);
+            --running;
+        });
+        auto *log = child<QPlainTextEdit>(&w, "plainTextEdit_debug");
+        const QString head = QStringLiteral("(Server) - Client Name: ");
+        const QString shown = head + name.left(kvBeacon::longestLogLine - head.size()) +
+                              QStringLiteral(" … (%1 bytes left out)")
+                                  .arg((name.size() - kvBeacon::longestLogLine + head.size()) * 2);
+        QTRY_VERIFY_WITH_TIMEOUT(log->toPlainText().contains(head), 200000);
+        QTRY_VERIFY(answered > 5);
+        stop = true;
+        QTRY_COMPARE(running.load(), 0); // their last connections are still accepted here
+        asker.join();
+        namer.join();
+        QVERIFY(named);
+        QCOMPARE(late.load(), 0);
+        QVERIFY(log->toPlainText().contains(shown));
+        for (int i = 0; i <= kvBeacon::logLinesKept; ++i)
+            QMetaObject::invokeMethod(&w, "OnDebugString", Q_ARG(QString, QString::number(i)), Q_ARG(int, 0));
+        QCOMPARE(log->blockCount(), kvBeacon::logLinesKept);
+        QCOMPARE(log->document()->firstBlock().text(), QStringLiteral("1"));
+    }
     // Last, since the file dialog leaves threads behind.
     void wrongFolderAndTheUsersChoices()
     {

@@ -115,32 +115,47 @@ private slots:
         };
         QTRY_COMPARE_WITH_TIMEOUT(connected(), 120, 10000);
     }
-    // A page in a browser can send kvBeacon's port an HTTP request with a frame in its path or body:
-    // such a connection is closed unread, while a client's junk before a frame is still skipped.
+    // A page in a browser can send kvBeacon's port an HTTP request with a frame in its path or body,
+    // or have the browser send a TLS handshake with a frame in its session id: such a connection
+    // is closed unread, while a client's junk before a frame is still skipped.
     void webRequestsAreClosed_data()
     {
         QTest::addColumn<QByteArrayList>("pieces");
-        QTest::addColumn<bool>("closed");
+        QTest::addColumn<QString>("closedAs"); // empty: served
         const QByteArray frame("@000013;206;000001;3;");
         const QByteArray post = "POST / HTTP/1.1\r\nHost: 127.0.0.1:47812\r\nContent-Type: text/plain\r\n"
                                 "Content-Length: 21\r\n\r\n" +
                                 frame;
-        QByteArrayList bytes;
-        for (const char c : post)
-            bytes.append(QByteArray(1, c));
-        QTest::newRow("a frame in a POST's body") << QByteArrayList{post} << true;
-        QTest::newRow("the same a byte at a time") << bytes << true;
-        QTest::newRow("a frame in the path") << QByteArrayList{"GET /" + frame + " HTTP/1.1\r\n\r\n"} << true;
+        // A ClientHello's start: record and handshake heads, client version, random, then a
+        // session id of 32 bytes that the attacker's server handed out earlier.
+        const QByteArray hello = QByteArray::fromHex("160301006e0100006a0303") + QByteArray(32, 'r') +
+                                 '\x20' + frame + QByteArray(11, 's') + QByteArray::fromHex("0002130101");
+        const auto byteByByte = [](const QByteArray &bytes) {
+            QByteArrayList list;
+            for (const char c : bytes)
+                list.append(QByteArray(1, c));
+            return list;
+        };
+        const QString http = QStringLiteral("a web request (HTTP)"), tls = QStringLiteral("a TLS handshake");
+        QTest::newRow("a frame in a POST's body") << QByteArrayList{post} << http;
+        QTest::newRow("the same a byte at a time") << byteByByte(post) << http;
+        QTest::newRow("a frame in the path") << QByteArrayList{"GET /" + frame + " HTTP/1.1\r\n\r\n"} << http;
         QTest::newRow("a path too long to wait for")
-            << QByteArrayList{"GET /" + QByteArray(9000, 'a') + frame} << true;
-        QTest::newRow("junk, then a frame") << QByteArrayList{"junk" + frame} << false;
-        QTest::newRow("a word and a space, then a frame") << QByteArrayList{"hello ", frame} << false;
-        QTest::newRow("a line, then a frame") << QByteArrayList{"HELLO THERE\n" + frame} << false;
+            << QByteArrayList{"GET /" + QByteArray(9000, 'a') + frame} << http;
+        QTest::newRow("a frame in a ClientHello's session id") << QByteArrayList{hello} << tls;
+        QTest::newRow("its first bytes one by one")
+            << byteByByte(hello.left(24)) + QByteArrayList{hello.mid(24)} << tls;
+        QTest::newRow("junk, then a frame") << QByteArrayList{"junk" + frame} << QString();
+        QTest::newRow("a word and a space, then a frame") << QByteArrayList{"hello ", frame} << QString();
+        QTest::newRow("a line, then a frame") << QByteArrayList{"HELLO THERE\n" + frame} << QString();
+        QTest::newRow("a handshake's type, no TLS version, then a frame")
+            << QByteArrayList{"\x16\x03\x05", frame} << QString();
     }
     void webRequestsAreClosed()
     {
         QFETCH(QByteArrayList, pieces);
-        QFETCH(bool, closed);
+        QFETCH(QString, closedAs);
+        const bool closed = !closedAs.isEmpty();
         ServerWithClient f;
         QSignalSpy macros(&f.server, &kvServer::sigButtonChatClicked);
         RawConnection page(f.server.serverPort());
@@ -156,7 +171,8 @@ private slots:
         QTest::qWait(200); // for anything late
         QCOMPARE(macros.count(), closed ? 0 : 1);
         QCOMPARE(page.state() == QAbstractSocket::UnconnectedState, closed);
-        QCOMPARE(f.log.filter("(Server) - Closed a connection that sent a web request (HTTP) ID:").size(),
+        QCOMPARE(f.log.filter(QStringLiteral("(Server) - Closed a connection that sent %1 ID:").arg(closedAs))
+                     .size(),
                  int(closed));
         QCOMPARE(f.log.last().startsWith("(Server) - Client disconnected ID:"), closed);
     }
