@@ -119,6 +119,23 @@ struct ServerWithClient
     BeaconClient client;
 };
 
+// A server on a free loopback port that answers each request with `answer(command)`, as a
+// hostile or broken kvBeacon might.
+struct ScriptedServer : QTcpServer
+{
+    explicit ScriptedServer(const std::function<QString(int command)> &answer)
+    {
+        listen(QHostAddress::LocalHost);
+        connect(this, &QTcpServer::newConnection, [this, answer] {
+            QTcpSocket *peer = nextPendingConnection();
+            connect(peer, &QIODevice::readyRead, [peer, answer] {
+                const WireMessage asked(peer->readAll()); // one request at a time, as clients send them
+                peer->write(WireMessage(asked.command, asked.id, answer(asked.command)).data);
+            });
+        });
+    }
+};
+
 // kvBeacon's server with a simulator behind it, as its telemetry poll runs it: each poll the
 // record moves on while the simulator runs, and is published while no client has left since
 // the last connect.

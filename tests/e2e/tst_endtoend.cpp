@@ -1,5 +1,9 @@
 #include "kvbeacon.h"
 #include "standin.h"
+#include "telemetrymap.h"
+
+#include <fcntl.h>
+#include <unistd.h>
 
 using namespace WindowFixture;
 
@@ -20,6 +24,8 @@ class tst_EndToEnd : public QObject
     Q_OBJECT
 private slots:
     void liveSession();
+    void objectLeftBehind_data();
+    void objectLeftBehind();
 };
 
 void tst_EndToEnd::liveSession()
@@ -95,6 +101,38 @@ void tst_EndToEnd::liveSession()
     QCOMPARE(statusText(&w, 0), QStringLiteral("iRacing founded"));
     w.close();
     QVERIFY(standIn.quit());
+}
+
+void tst_EndToEnd::objectLeftBehind_data()
+{
+    QTest::addColumn<int>("size");
+    QTest::addColumn<bool>("taken");
+    QTest::newRow("too small") << 65536 << false;
+    QTest::newRow("smaller, room for the text") << 131072 << true;
+    QTest::newRow("larger") << 1048576 << true;
+}
+
+// A memory object that another program still holds is never resized: the stand-in lays out
+// within its size, where the reader finds rows, or refuses in one line.
+void tst_EndToEnd::objectLeftBehind()
+{
+    QFETCH(int, size);
+    QFETCH(bool, taken);
+    StandIn standIn(scenarioText, "");
+    const int fd = shm_open("/IRSDKMemMapFileName", O_CREAT | O_RDWR, 0644);
+    QVERIFY(fd >= 0 && ftruncate(fd, size) == 0 && close(fd) == 0);
+    QVERIFY(standIn.play({"--no-window"}, taken ? "publishing" : "error"));
+    TelemetryMap::detach(); // of a run before
+    // Refused, it names a least size that lies between this row's and the next.
+    if (!taken) {
+        const QString refusal = QString("exists with %1 bytes; (\\d+) are needed\n").arg(size);
+        const int needed = QRegularExpression(refusal).match(standIn.output).captured(1).toInt();
+        QVERIFY2(needed > size && needed <= 131072, standIn.output.constData());
+        return;
+    }
+    QVERIFY(TelemetryMap::attach() && TelemetryMap::state().regionSize == std::size_t(size));
+    QVERIFY(QTest::qWaitFor([] { return TelemetryMap::fetchRow(nullptr, 0); }));
+    TelemetryMap::detach();
 }
 
 QTEST_MAIN(tst_EndToEnd)

@@ -55,17 +55,7 @@ private slots:
     void theProgram()
     {
         ServerWithClient f;
-        QByteArray out, err; // of the last run
-        const auto run = [&](const QStringList &arguments) {
-            QProcess cli;
-            cli.start(QStringLiteral(KVB_CLI_DIR "/" KVB_CLI),
-                      QStringList{"--port", QString::number(f.server.serverPort())} + arguments);
-            (void)QTest::qWaitFor([&] { return cli.state() == QProcess::NotRunning; }, 20000);
-            // Windows writes a text stream's line breaks as CR LF.
-            out = cli.readAllStandardOutput().replace("\r\n", "\n");
-            err = cli.readAllStandardError().replace("\r\n", "\n");
-            return cli.exitCode();
-        };
+        const auto run = [&](const QStringList &arguments) { return cli(f.server.serverPort(), arguments); };
         QCOMPARE(run({"name"}), 0);
         QCOMPARE(out, QByteArray(Protocol::serverName) + '\n');
         QCOMPARE(run({"chat"}), int(Doctor::NoChatTexts));
@@ -94,6 +84,47 @@ private slots:
             QVERIFY(sample.value("SI.SessionLaps").toInt() == -1 && sample.value("FuelLevel").isDouble());
         }
     }
+    // A hostile server's text reaches the terminal escaped, in every command that shows it; JSON
+    // stays JSON, with the server's values.
+    void serverTextEscaped_data()
+    {
+        QTest::addColumn<QString>("arguments");
+        for (const char *arguments :
+             {"name", "id", "chat", "live", "live --field X", "info", "watch --count 1 --fields X", "doctor"})
+            QTest::newRow(arguments) << QString(arguments);
+    }
+    void serverTextEscaped()
+    {
+        QFETCH(QString, arguments);
+        const QString hostile = QStringLiteral("\x1b]52;c;aGk=\a\x1b]0;t\a\x1b[2J\x7f\u009b");
+        ScriptedServer server([&](int command) { // the JSON writer escapes C0 but not DEL and C1
+            return command == Protocol::Live        ? QJsonDocument(QJsonObject{{"X", hostile}}).toJson()
+                   : command == Protocol::ChatTexts ? (hostile + '|').repeated(15).chopped(1)
+                                                    : hostile;
+        });
+        cli(server.serverPort(), arguments.split(' '));
+        const QString shown = QString::fromUtf8(out + err);
+        QVERIFY2(shown.contains("\\u009b") &&
+                     !shown.contains(QRegularExpression("[\\x00-\\x08\\x0b-\\x1f\\x7f-\\x9f]")),
+                 (out + err).toPercentEncoding(" ").constData()); // never raw into the test's log
+        if (arguments == "live" || arguments.startsWith("watch"))
+            QCOMPARE(json(out)["X"].toString(), hostile);
+    }
+
+private:
+    // Runs the program against the server at `port`; its output lands in `out` and `err`.
+    int cli(quint16 port, const QStringList &arguments)
+    {
+        QProcess cli;
+        cli.start(QStringLiteral(KVB_CLI_DIR "/" KVB_CLI),
+                  QStringList{"--port", QString::number(port)} + arguments);
+        (void)QTest::qWaitFor([&] { return cli.state() == QProcess::NotRunning; }, 20000);
+        // Windows writes a text stream's line breaks as CR LF.
+        out = cli.readAllStandardOutput().replace("\r\n", "\n");
+        err = cli.readAllStandardError().replace("\r\n", "\n");
+        return cli.exitCode();
+    }
+    QByteArray out, err; // of the last run
 };
 
 QTEST_MAIN(tst_Cli)

@@ -4,6 +4,7 @@
 #include "keynames.h"
 #include "protocol.h"
 #include "record.h"
+#include "terminaltext.h"
 #include "watch.h"
 
 #include <QCommandLineParser>
@@ -41,9 +42,10 @@ const Command commands[] = {
     {"doctor", "", "Says in plain words what stands between a client and kvBeacon's data."},
 };
 
+// Errors may quote what the server sent.
 int fail(Doctor::Code code, const QString &text)
 {
-    std::fprintf(stderr, "kvbeacon-cli: %s\n", qPrintable(text));
+    std::fprintf(stderr, "kvbeacon-cli: %s\n", qPrintable(TerminalText::escaped(text)));
     return code;
 }
 
@@ -70,13 +72,13 @@ int printDocument(BeaconClient &client, int command, const QString &field, int t
         return fail(Doctor::NoSimulator, QStringLiteral("kvBeacon answered \"%1\"").arg(reply->payload));
     QTextStream out(stdout);
     if (field.isEmpty()) {
-        out << reply->payload;
+        out << TerminalText::escaped(reply->payload, true);
         return Doctor::Healthy;
     }
     const QJsonValue value = document.object().value(field);
     if (value.isUndefined())
         return fail(Doctor::Usage, QStringLiteral("the document has no key \"%1\"").arg(field));
-    out << (value.isString() ? value.toString() : Watch::valueText(value)) << '\n';
+    out << (value.isString() ? TerminalText::escaped(value.toString()) : Watch::valueText(value)) << '\n';
     return Doctor::Healthy;
 }
 } // namespace
@@ -127,7 +129,7 @@ int main(int argc, char *argv[])
     if (name == QLatin1String("doctor")) {
         const Doctor::Report report = Doctor::examine(parser.value(host), quint16(portNumber), timeoutMs);
         for (const QString &line : report.lines)
-            std::printf("%s\n", qPrintable(line));
+            std::printf("%s\n", qPrintable(TerminalText::escaped(line)));
         return report.code;
     }
     BeaconClient client;
@@ -171,7 +173,7 @@ int main(int argc, char *argv[])
             return fail(Doctor::NoChatTexts,
                         QStringLiteral("kvBeacon finds no app.ini in its documents folder"));
         for (int i = 0; i < macros->texts.size(); ++i)
-            std::printf("%d\t%s\n", i + 1, macros->texts.at(i).toUtf8().constData());
+            std::printf("%d\t%s\n", i + 1, TerminalText::escaped(macros->texts.at(i)).toUtf8().constData());
         return Doctor::Healthy;
     }
     if (needsArgument) {
@@ -192,6 +194,6 @@ int main(int argc, char *argv[])
         name == QLatin1String("name") ? Protocol::ServerName : Protocol::ClientId, QString(), timeoutMs);
     if (!reply)
         return fail(Doctor::BadReply, client.errorText());
-    std::printf("%s\n", reply->payload.toUtf8().constData());
+    std::printf("%s\n", TerminalText::escaped(reply->payload).toUtf8().constData());
     return Doctor::Healthy;
 }

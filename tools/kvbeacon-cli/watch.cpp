@@ -4,6 +4,7 @@
 #include "doctor.h"
 #include "pause.h"
 #include "protocol.h"
+#include "terminaltext.h"
 
 #include <QElapsedTimer>
 #include <QJsonArray>
@@ -24,7 +25,8 @@ QJsonObject document(BeaconClient &client, int command, int timeoutMs, bool &ans
 QString Watch::valueText(const QJsonValue &value)
 {
     const QByteArray array = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
-    return QString::fromUtf8(array.mid(1, array.size() - 2));
+    // The writer leaves DEL and C1 controls as they are.
+    return TerminalText::escaped(QString::fromUtf8(array.mid(1, array.size() - 2)));
 }
 
 QByteArray Watch::jsonLine(double t, bool stale, const QStringList &fields, const QJsonObject &values)

@@ -17,7 +17,7 @@ struct Options
     int timeoutMs = 3000;
 };
 
-// A value as the JSON writer prints it.
+// A value as the JSON writer prints it, its control characters escaped.
 QString valueText(const QJsonValue &value);
 // One sample for a pipe: "t", seconds since the watch began, "stale", true while the values
 // have not moved for a second, then the fields.

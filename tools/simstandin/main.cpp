@@ -12,6 +12,7 @@
 #include "simwindow.h"
 #include "variables.h"
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <fstream>
@@ -89,7 +90,20 @@ int main(int argc, char **argv)
     if (!load(*options, layout, &scenario, &recording))
         return 2;
 
-    unsigned char *region = SimHost::createRegion(layout.regionSize());
+    // An object taken over keeps its size: the session text gets what room is left in it.
+    std::size_t longestText = scenario.sessionText.size();
+    for (const auto &text : recording.sessionTexts())
+        longestText = std::max(longestText, text.second.size());
+    const std::int32_t textNeeded = static_cast<std::int32_t>(longestText) + 1;
+    std::size_t size = layout.regionSize();
+    unsigned char *region = SimHost::createRegion(&size);
+    const std::optional<RegionLayout> fitted = region ? layout.fittedTo(size, textNeeded) : std::nullopt;
+    if (region && !fitted) {
+        report("error: the memory object /IRSDKMemMapFileName exists with %lu bytes; %lu are needed",
+               static_cast<unsigned long>(size), static_cast<unsigned long>(layout.leastSize(textNeeded)));
+        SimHost::removeObjects();
+        return 1;
+    }
     if (!region || !SimHost::createEvent()) {
         report("error: cannot create the memory object or the event");
         SimHost::removeObjects();
@@ -97,7 +111,7 @@ int main(int argc, char **argv)
     }
     std::signal(SIGINT, onSignal);
     std::signal(SIGTERM, onSignal);
-    Publisher publisher(layout, region, std::move(scenario), recording, *options);
+    Publisher publisher(*fitted, region, std::move(scenario), recording, *options);
     if (!publisher.start()) {
         SimHost::removeObjects();
         return 1;

@@ -28,6 +28,23 @@ RegionLayout::RegionLayout(std::vector<Variable> variables, std::int32_t slotCou
            static_cast<std::size_t>(maxRow) * static_cast<std::size_t>(slots);
 }
 
+std::optional<RegionLayout> RegionLayout::fittedTo(std::size_t available, std::int32_t textNeeded) const
+{
+    if (available >= size)
+        return *this;
+    if (available < leastSize(textNeeded))
+        return std::nullopt;
+    const std::size_t rows = static_cast<std::size_t>(maxRow) * static_cast<std::size_t>(slots);
+    const std::size_t room = (available - rows - static_cast<std::size_t>(sessionTextOffset)) / 16 * 16;
+    return RegionLayout(vars, slots, static_cast<std::int32_t>(room), maxRow);
+}
+
+std::size_t RegionLayout::leastSize(std::int32_t textNeeded) const
+{
+    return static_cast<std::size_t>(alignedTo(sessionTextOffset + textNeeded, 16)) +
+           static_cast<std::size_t>(maxRow) * static_cast<std::size_t>(slots);
+}
+
 std::int32_t RegionLayout::widthOf(std::int32_t type)
 {
     switch (type) {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,11 @@ public:
                  std::int32_t maxRowLength = 0);
 
     std::size_t regionSize() const { return size; }
+    // This layout in a region of `available` bytes, the session text given the room left there
+    // (never more than asked); none when that room is short of `textNeeded` bytes.
+    std::optional<RegionLayout> fittedTo(std::size_t available, std::int32_t textNeeded) const;
+    // The least region that fittedTo accepts for `textNeeded`.
+    std::size_t leastSize(std::int32_t textNeeded) const;
     std::int32_t naturalRowLength() const { return rowLength; }
     std::int32_t slotCount() const { return slots; }
     const std::vector<Variable> &variables() const { return vars; }

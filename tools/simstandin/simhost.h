@@ -7,8 +7,10 @@
 // event, removes them. One backend file per system.
 namespace SimHost {
 
-// Creates (or takes over a stale) memory object of `size` bytes and maps it writable.
-unsigned char *createRegion(std::size_t size);
+// Creates the memory object of `*size` bytes and maps it writable. One that exists already,
+// as Windows hands back an object another program still holds, is taken over whole at the size
+// it has, never resized: `*size` receives that size.
+unsigned char *createRegion(std::size_t *size);
 bool createEvent();
 // Wakes every reader waiting for a row.
 void signalEvent();

@@ -1,6 +1,7 @@
 #include "simhost.h"
 
 #include <atomic>
+#include <cerrno>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
@@ -22,23 +23,27 @@ const char *const eventName = "/IRSDKDataValidEvent";
 unsigned char *region = nullptr;
 std::size_t regionSize = 0;
 std::uint32_t *counter = nullptr;
+std::size_t counterSize = 0;
 
-void *createObject(const char *name, std::size_t size)
+void *createObject(const char *name, std::size_t *size)
 {
-    const int fd = shm_open(name, O_CREAT | O_RDWR, 0644);
-    if (fd < 0) {
+    int fd = shm_open(name, O_CREAT | O_EXCL | O_RDWR, 0644);
+    const bool created = fd >= 0;
+    if (!created && errno == EEXIST)
+        fd = shm_open(name, O_RDWR, 0);
+    // A reader may still map an object of an earlier run, as a Windows handle keeps it alive
+    // there: it is taken over at its size, since a reader that mapped that size would never see
+    // bytes past it (and Windows cannot resize it either).
+    struct stat info;
+    if (fd < 0 || (created ? ftruncate(fd, static_cast<off_t>(*size)) : fstat(fd, &info)) != 0) {
         std::perror(name);
+        if (fd >= 0)
+            close(fd);
         return nullptr;
     }
-    // A reader may still map an object of an earlier run, as a Windows handle keeps it
-    // alive there: it is taken over and never shrunk under that reader.
-    struct stat info;
-    void *view = MAP_FAILED;
-    if (fstat(fd, &info) == 0 &&
-        (info.st_size >= static_cast<off_t>(size) || ftruncate(fd, static_cast<off_t>(size)) == 0))
-        view = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
-    else
-        std::perror("ftruncate");
+    if (!created)
+        *size = static_cast<std::size_t>(info.st_size);
+    void *view = mmap(nullptr, *size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
     close(fd);
     return view == MAP_FAILED ? nullptr : view;
 }
@@ -68,17 +73,18 @@ bool mappedElsewhere()
 }
 } // namespace
 
-unsigned char *createRegion(std::size_t size)
+unsigned char *createRegion(std::size_t *size)
 {
     region = static_cast<unsigned char *>(createObject(mappingName, size));
-    regionSize = region ? size : 0;
+    regionSize = region ? *size : 0;
     return region;
 }
 
 bool createEvent()
 {
-    counter = static_cast<std::uint32_t *>(createObject(eventName, 4));
-    return counter != nullptr;
+    counterSize = 4;
+    counter = static_cast<std::uint32_t *>(createObject(eventName, &counterSize));
+    return counter && counterSize >= 4;
 }
 
 void signalEvent()
@@ -94,7 +100,7 @@ bool removeObjects()
     if (region)
         munmap(region, regionSize);
     if (counter)
-        munmap(counter, 4);
+        munmap(counter, counterSize);
     region = nullptr;
     counter = nullptr;
     // On Windows the objects live on while a reader holds them; here they stay in place for

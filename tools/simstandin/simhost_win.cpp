@@ -10,13 +10,20 @@ unsigned char *region = nullptr;
 HANDLE event = nullptr;
 } // namespace
 
-unsigned char *createRegion(std::size_t size)
+unsigned char *createRegion(std::size_t *size)
 {
-    mapping = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, static_cast<DWORD>(size),
+    mapping = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, static_cast<DWORD>(*size),
                                  L"Local\\IRSDKMemMapFileName");
     if (!mapping)
         return nullptr;
-    region = static_cast<unsigned char *>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, size));
+    // An object another program still holds comes back at its own size, whatever was asked:
+    // mapped whole and measured, as kvBeacon's reader measures it.
+    const bool existed = GetLastError() == ERROR_ALREADY_EXISTS;
+    region =
+        static_cast<unsigned char *>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, existed ? 0 : *size));
+    MEMORY_BASIC_INFORMATION info;
+    if (region && existed)
+        *size = VirtualQuery(region, &info, sizeof info) != 0 ? info.RegionSize : 0;
     return region;
 }
 
