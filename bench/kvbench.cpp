@@ -22,6 +22,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <random>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -440,6 +441,29 @@ int churn(std::uint16_t port, double seconds, const char *progressPath)
                     ++headless;
                 ++cycles;
                 std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            }
+        });
+    // Two clients more: one names itself anew every few milliseconds, a name of random length
+    // (a log line each, most of them shown cut; longer ones would fill the debug output that the
+    // soak counts lines in by the gigabyte), the other asks for the server's name as often.
+    for (const int command : {Protocol::ClientName, Protocol::ServerName})
+        threads.emplace_back([&, command] {
+            std::mt19937 random(static_cast<unsigned>(command));
+            Client client;
+            if (!client.connectTo(port)) {
+                ++refused;
+                return;
+            }
+            for (int id = 0; Clock::now() < end; id = (id + 1) % 1000000) {
+                if (command == Protocol::ClientName) {
+                    const int length = std::uniform_int_distribution<int>(1, 4000)(random);
+                    client.send(WireMessage(command, id, QString(length, QLatin1Char('n'))).data);
+                } else if (!client.send(WireMessage(command, id, QString()).data) ||
+                           client.readFrame() !=
+                               WireMessage(command, id, QLatin1String(Protocol::serverName)).data) {
+                    ++wrong;
+                }
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
             }
         });
     std::FILE *progress = progressPath ? std::fopen(progressPath, "w") : nullptr;
