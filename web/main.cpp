@@ -41,7 +41,7 @@ int main(int argc, char *argv[])
     std::unique_ptr<Team> team;
     std::shared_ptr<MqttLink> broker;
     if (options.mqtt.enabled()) {
-        team = std::make_unique<Team>(options.mqtt.watch);
+        team = std::make_unique<Team>(options.mqtt.watch, options.mqtt.cars());
         broker = std::make_shared<MqttLink>(options.mqtt, *team, &Console::say);
         if (!broker->start(&problem)) {
             std::fprintf(stderr, "kvbeacon-web: %s\n", qPrintable(problem));

@@ -200,7 +200,8 @@ private slots:
         const QString config = dir.filePath("kvbeacon-web.ini"), broken = dir.filePath("broken.ini");
         QVERIFY(writeFile(
             config, QStringLiteral(
-                        "mqtt=mqtts://localhost:%1\nteam=red\ndriver=bob\nusername=bob\npassword=%2\nca=%3\n")
+                        "mqtt=mqtts://localhost:%1\nteam=red\ndriver=bob\nusername=bob\npassword=%2\nca=%3\n"
+                        "drivers=ann, bob ,cat\n")
                         .arg(QString::number(broker.port), Broker::password, broker.path("ca.crt"))
                         .toUtf8()));
         // A password that others can read is pointed out, and no longer once the file is the owner's.
@@ -212,6 +213,12 @@ private slots:
         QVERIFY(QFile::setPermissions(config, QFileDevice::ReadOwner | QFileDevice::WriteOwner));
         warning.clear();
         QVERIFY(MqttSettings().mergeFile(config, &problem, &warning) && warning.isEmpty());
+        // The team's drivers as listed, the driver among them.
+        MqttSettings listed;
+        QVERIFY(listed.mergeFile(config, &problem) && listed.check(&problem));
+        QCOMPARE(listed.cars(), QStringList({"kvbeacon/red/ann", "kvbeacon/red/bob", "kvbeacon/red/cat"}));
+        listed.driver = QStringLiteral("dan");
+        QVERIFY(!listed.check(&problem) && problem.contains("not among drivers=ann,bob,cat"));
         // A password that lost its key is an error that does not show it.
         QVERIFY(writeFile(broken, "team=red\nhunter2\n"));
         QVERIFY(!MqttSettings().mergeFile(broken, &problem, &warning));
@@ -307,6 +314,14 @@ private slots:
         team.take("kvbeacon/red/zed/status", "offline", start + std::chrono::milliseconds(Team::staleMs));
         team.take("kvbeacon/red/zed/live", live, start + std::chrono::milliseconds(Team::staleMs + 100));
         QCOMPARE(table(Team::staleMs + 200)["zed"]["state"].toString(), QStringLiteral("live"));
+
+        // With the team's drivers listed, as on a broker account the team shares, fake cars kept live
+        // take no place: a listed driver who comes after them gets a row, they none.
+        Team listed(QStringLiteral("kvbeacon/red"), {QStringLiteral("kvbeacon/red/zed")});
+        for (int i = 0; i < 250; ++i)
+            listed.take(QStringLiteral("kvbeacon/red/car%1/live").arg(i), live, start);
+        listed.take("kvbeacon/red/zed/live", live, start);
+        QCOMPARE(rows(listed, start).keys(), QStringList({"zed"}));
     }
 
     // A publisher under the prefix may send anything up to the size limit: the table keeps the

@@ -45,8 +45,8 @@ struct HttpReply
 // The companion in this process, on a free port, polling kvBeacon at the given port.
 struct Companion
 {
-    explicit Companion(quint16 beaconPort, int perAddress = ConnectionLimits::defaultPerAddress)
-        : link(hub, loopback, beaconPort, timing()), server(context(perAddress))
+    explicit Companion(quint16 beaconPort, int perSource = ConnectionLimits::defaultPerSource)
+        : link(hub, loopback, beaconPort, timing()), server(context(perSource))
     {
         std::string error;
         if (!server.listen(0, &error))
@@ -62,10 +62,10 @@ struct Companion
         link.wait();
         server.stop();
     }
-    WebContext context(int perAddress)
+    WebContext context(int perSource)
     {
         WebContext context{hub, pages, [this](Command command) { link.enqueue(std::move(command)); }};
-        context.connections = std::make_shared<ConnectionLimits>(ConnectionLimits::defaultTotal, perAddress);
+        context.connections = std::make_shared<ConnectionLimits>(ConnectionLimits::defaultTotal, perSource);
         context.buttons = &buttons;
         return context;
     }
@@ -413,7 +413,8 @@ private slots:
     }
 
     // Connections are capped from one address and in all, and an idle keep-alive connection goes;
-    // a host holding over a thousand connections does not keep a browser out.
+    // neither a host holding over a thousand connections nor eleven holding all they may keep the
+    // driver's browser out, on either loopback.
     void boundedConnections()
     {
         platform::raiseFileLimit();
@@ -434,9 +435,47 @@ private slots:
         for (RawConnection &socket : flood)
             if (socket.waitForConnected(3000))
                 socket.write("GET / HTTP/1.1\r\nHost: " + here + "\r\n");
-        QTRY_COMPARE_WITH_TIMEOUT(web.server.openConnections(), ConnectionLimits::defaultPerAddress, 10000);
-        const QByteArray answer = web.raw("GET /api/state HTTP/1.1\r\nHost: " + here + "\r\n", {}, 10000);
-        QVERIFY2(answer.startsWith("HTTP/1.1 200"), answer.constData());
+        QTRY_COMPARE_WITH_TIMEOUT(web.server.openConnections(), ConnectionLimits::defaultPerSource, 10000);
+        for (int i = 0; i < 10 * ConnectionLimits::defaultPerSource; ++i)
+            flood.emplace_back(web.server.port(), loopback, QStringLiteral("127.0.0.%1").arg(3 + i % 10));
+        QTRY_VERIFY_WITH_TIMEOUT(web.server.openConnections() >=
+                                     ConnectionLimits::defaultTotal - ConnectionLimits::defaultReserve,
+                                 10000);
+        // The driver's browser, on [::1] and with all a browser opens on 127.0.0.1.
+        std::deque<RawConnection> browser;
+        for (int i = 0; i <= ConnectionLimits::fewConnections; ++i) {
+            const QByteArray answer =
+                browser.emplace_back(web.server.port(), i ? loopback : QStringLiteral("::1"))
+                    .exchange("GET /api/state HTTP/1.1\r\nHost: " + here + "\r\n\r\n");
+            QVERIFY2(answer.startsWith("HTTP/1.1 200"), answer.constData());
+        }
+    }
+
+    // A source is an IPv4 address or an IPv6 /64, an IPv4-mapped address its IPv4 address; with
+    // room for two from a source, a third connection is refused only from the same one.
+    void connectionSources_data()
+    {
+        QTest::addColumn<QString>("first");
+        QTest::addColumn<bool>("shared");
+        QTest::addColumn<QString>("second");
+        QTest::newRow("one /64") << "2001:db8:1:2::1" << true << "2001:db8:1:2:ffff:ffff:ffff:fffe";
+        QTest::newRow("the next /64") << "2001:db8:1:2::1" << false << "2001:db8:1:3::1";
+        QTest::newRow("IPv4-mapped") << "::ffff:192.0.2.7" << true << "192.0.2.7";
+        QTest::newRow("two IPv4-mapped") << "::ffff:192.0.2.7" << false << "::ffff:192.0.2.8";
+        QTest::newRow("both loopbacks") << "::1" << false << "::ffff:127.0.0.1";
+    }
+    void connectionSources()
+    {
+        QFETCH(QString, first);
+        QFETCH(bool, shared);
+        QFETCH(QString, second);
+        const auto limits = std::make_shared<ConnectionLimits>(ConnectionLimits::defaultTotal, 2);
+        auto one = limits->admit(first.toStdString());
+        const auto two = limits->admit(first.toStdString());
+        QVERIFY(one && two);
+        QCOMPARE(!limits->admit(second.toStdString()), shared);
+        one.reset(); // the place goes back to the source it was taken from
+        QVERIFY(limits->admit(second.toStdString()));
     }
 
     void recoversFromEveryLoss()

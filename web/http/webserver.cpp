@@ -20,9 +20,7 @@ void accept(tcp::acceptor &acceptor, WebContext &context)
             if (!error) {
                 // One too many is closed at once, unread.
                 beast::error_code ignored;
-                net::ip::address from = socket.remote_endpoint(ignored).address();
-                if (from.is_v6() && from.to_v6().is_v4_mapped())
-                    from = net::ip::make_address_v4(net::ip::v4_mapped, from.to_v6());
+                const net::ip::address from = socket.remote_endpoint(ignored).address();
                 if (auto ticket = context.connections->admit(from.to_string()))
                     std::make_shared<HttpSession>(std::move(socket), context, std::move(ticket))->run();
                 accept(acceptor, context);

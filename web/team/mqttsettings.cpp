@@ -48,6 +48,10 @@ bool MqttSettings::mergeFile(const QString &path, QString *error, QString *warni
     take(team, "team");
     take(driver, "driver");
     take(watch, "watch");
+    if (drivers.isEmpty())
+        for (const QString &name :
+             values.value(QStringLiteral("drivers")).split(QLatin1Char(','), Qt::SkipEmptyParts))
+            drivers.append(name.trimmed());
     take(username, "username");
     take(password, "password");
     take(caFile, "ca");
@@ -81,6 +85,18 @@ bool MqttSettings::check(QString *error)
     }
     if (!driver.isEmpty() && !isTopicLevel(driver)) {
         *error = QStringLiteral("--driver wants a name without /, + or # (it is a level of the topics)");
+        return false;
+    }
+    for (const QString &name : drivers)
+        if (!isTopicLevel(name)) {
+            *error = QStringLiteral("drivers= wants names without /, + or #, separated by commas, not \"%1\"")
+                         .arg(name);
+            return false;
+        }
+    // A typo here would hide the car from the whole team, the driver's own page included.
+    if (!drivers.isEmpty() && !driver.isEmpty() && !drivers.contains(driver)) {
+        *error = QStringLiteral("the driver \"%1\" is not among drivers=%2")
+                     .arg(driver, drivers.join(QLatin1Char(',')));
         return false;
     }
     if (watch.isEmpty())
@@ -146,6 +162,14 @@ QString MqttSettings::redacted(const QString &url)
 QString MqttSettings::topic(const QString &kind) const
 {
     return QStringLiteral("kvbeacon/%1/%2/%3").arg(team, driver, kind);
+}
+
+QStringList MqttSettings::cars() const
+{
+    QStringList cars;
+    for (const QString &name : drivers)
+        cars.append(QStringLiteral("kvbeacon/%1/%2").arg(team, name));
+    return cars;
 }
 
 bool MqttSettings::isLocalOrPrivate(const QHostAddress &address)

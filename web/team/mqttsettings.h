@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 class QHostAddress;
 
@@ -15,6 +16,10 @@ struct MqttSettings
     QString driver;
     // The topic prefix the team page shows: kvbeacon/<team> by default, kvbeacon for a league.
     QString watch;
+    // The team's drivers, when listed: the team page then shows their cars alone, so that cars
+    // made up by whoever else may publish under the prefix (on an account the team shares, any
+    // member's computer) cannot take their places.
+    QStringList drivers;
     QString username;
     QString password;
     // A CA of one's own for the broker's certificate (else the system's), and a client
@@ -38,8 +43,8 @@ struct MqttSettings
     bool enabled() const { return !url.isEmpty(); }
     // The URL as it may be shown: whatever stands before an "@" (user and password) masked.
     static QString redacted(const QString &url);
-    // Reads a file of key=value lines (mqtt, team, driver, watch, username, password, ca, cert,
-    // key, insecure, home-assistant) into the settings not yet set; false with an error if the
+    // Reads a file of key=value lines (mqtt, team, driver, drivers, watch, username, password, ca,
+    // cert, key, insecure, home-assistant) into the settings not yet set; false with an error if the
     // file cannot be read or holds a line that is no setting. A password in a file that others
     // may read sets warning.
     bool mergeFile(const QString &path, QString *error, QString *warning = nullptr);
@@ -48,6 +53,9 @@ struct MqttSettings
     bool check(QString *error);
 
     QString topic(const QString &kind) const;
+    // The topics under which the listed drivers' cars publish, kvbeacon/<team>/<driver>; empty
+    // when no drivers are listed.
+    QStringList cars() const;
     // Loopback, RFC 1918, link-local and IPv6 unique-local addresses: those a plain connection
     // may go to without crossing the internet.
     static bool isLocalOrPrivate(const QHostAddress &address);

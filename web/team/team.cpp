@@ -66,6 +66,9 @@ void Team::take(const QString &topic, const QByteArray &payload, Clock::time_poi
     if (!isCar(prefix, car) || car.size() > maxTextLength ||
         (kind != QLatin1String("live") && kind != QLatin1String("info") && kind != QLatin1String("status")))
         return;
+    // Checked before anything is stored: a car of no listed driver takes no place in the table.
+    if (!listed.isEmpty() && !listed.contains(topic.left(slash)))
+        return;
     // A car's messages are a kilobyte or two; anything far larger is no car's.
     if (payload.size() > maxMessageBytes)
         return;

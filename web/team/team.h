@@ -1,7 +1,9 @@
 #pragma once
 
 #include <QJsonObject>
+#include <QSet>
 #include <QString>
+#include <QStringList>
 
 #include <chrono>
 #include <map>
@@ -9,11 +11,12 @@
 #include <mutex>
 #include <string>
 
-// Every car under the watched topic prefix as the broker last told of it: what the team page
-// shows of its live and info messages, its online state and when it last sent a sample. Fed on
-// the MQTT client's thread, read on the web server's. Anyone allowed to publish under the prefix
-// is a stranger here: what a car sends is cut down to the few values the page shows before it is
-// stored, and the table is built at most once per `rebuildMs` however often it is asked for.
+// Every car under the watched topic prefix (only the team's drivers' when they are listed) as
+// the broker last told of it: what the team page shows of its live and info messages, its online
+// state and when it last sent a sample. Fed on the MQTT client's thread, read on the web server's.
+// Anyone allowed to publish under the prefix is a stranger here: what a car sends is cut down to
+// the few values the page shows before it is stored, and the table is built at most once per
+// `rebuildMs` however often it is asked for.
 class Team
 {
 public:
@@ -31,7 +34,11 @@ public:
     // longer name ignored.
     static constexpr int maxTextLength = 100;
 
-    explicit Team(QString prefix) : prefix(std::move(prefix)) {}
+    // With `cars` (as kvbeacon/<team>/<driver>) given, every other car is ignored.
+    explicit Team(QString prefix, const QStringList &cars = {})
+        : prefix(std::move(prefix)), listed(cars.begin(), cars.end())
+    {
+    }
 
     // A message on <prefix>/<car>/live, /info or /status, where the car is the <team>/<driver>
     // part of kvbeacon/<team>/<driver>: a broker's ACL gives each driver that one car to write.
@@ -62,6 +69,7 @@ private:
                       Clock::time_point now) const;
 
     const QString prefix;
+    const QSet<QString> listed;
     mutable std::mutex mutex;
     std::map<QString, Car> cars;
     QString brokerState = QStringLiteral("connecting");
