@@ -1,33 +1,19 @@
 #include "processfigures.h"
+#include "programoutput.h"
 #include "serverfixture.h"
 #include "serverplatform.h"
 
 namespace {
-// This test's own program, run as a server alone (KVB_SERVE_ALONE), so that its open-file
-// limit and its memory are its own; started through `wrapper` (such as prlimit) when given.
-struct ServerProcess
+// This test's own program as a server alone (KVB_SERVE_ALONE), so that its open-file limit and
+// its memory are its own; through `wrapper` (such as prlimit) when given. Its port; 0 if none.
+quint16 startServerAlone(ProgramOutput &kv, QStringList wrapper = {})
 {
-    explicit ServerProcess(const QStringList &wrapper = {})
-    {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("KVB_SERVE_ALONE"), QStringLiteral("1"));
-        process.setProcessEnvironment(environment);
-        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        const QStringList command = wrapper + QStringList{QCoreApplication::applicationFilePath()};
-        process.start(command.first(), command.mid(1));
-        if (process.waitForStarted() && process.waitForReadyRead(10000))
-            port = quint16(process.readLine().mid(5).trimmed().toUInt());
-    }
-    ~ServerProcess()
-    {
-        process.kill();
-        process.waitForFinished();
-    }
-    ProcessFigures figures() const { return ProcessFigures::of(int(process.processId())); }
-
-    QProcess process;
-    quint16 port = 0; // 0: it did not start
-};
+    qputenv("KVB_SERVE_ALONE", "1");
+    wrapper << QCoreApplication::applicationFilePath();
+    const bool started = kv.start(wrapper.first(), wrapper.mid(1), "\n");
+    qunsetenv("KVB_SERVE_ALONE");
+    return started ? quint16(kv.output.mid(5).trimmed().toUInt()) : 0;
+}
 
 int serveAlone(int argc, char **argv)
 {
@@ -57,11 +43,13 @@ private slots:
 // for: those beyond the caps are closed, and another address is still served.
 void tst_ServerFaults::idleFloodUnderALowFileLimit()
 {
-    ServerProcess kv({QStringLiteral("prlimit"), QStringLiteral("--nofile=1024:1024")});
-    QVERIFY(kv.port);
+    ProgramOutput kv;
+    const quint16 port =
+        startServerAlone(kv, {QStringLiteral("prlimit"), QStringLiteral("--nofile=1024:1024")});
+    QVERIFY(port);
     std::vector<std::unique_ptr<RawConnection>> flood;
     for (int i = 0; i < 600; ++i)
-        flood.emplace_back(new RawConnection(kv.port, loopback, QStringLiteral("127.0.0.%1").arg(2 + i % 5)));
+        flood.emplace_back(new RawConnection(port, loopback, QStringLiteral("127.0.0.%1").arg(2 + i % 5)));
     const auto count = [&](QAbstractSocket::SocketState state) {
         return std::count_if(flood.begin(), flood.end(), [&](const auto &c) { return c->state() == state; });
     };
@@ -71,7 +59,7 @@ void tst_ServerFaults::idleFloodUnderALowFileLimit()
     QTest::qWait(300); // for any late closing
     QCOMPARE(count(QAbstractSocket::ConnectedState), openToAll);
     BeaconClient driver;
-    QVERIFY(driver.connectTo(loopback, kv.port));
+    QVERIFY(driver.connectTo(loopback, port));
     QCOMPARE(ask(driver, request(Protocol::ServerName, 9)),
              request(Protocol::ServerName, 9, Protocol::serverName));
     QCOMPARE(kv.process.state(), QProcess::Running);
@@ -81,13 +69,15 @@ void tst_ServerFaults::idleFloodUnderALowFileLimit()
 // what it has not read waits in the sender's socket, not in the server's memory.
 void tst_ServerFaults::fastSenderHeldBackByTcp()
 {
-    ServerProcess kv;
-    QVERIFY(kv.port);
+    ProgramOutput kv;
+    const quint16 port = startServerAlone(kv);
+    QVERIFY(port);
+    const auto figures = [&] { return ProcessFigures::of(int(kv.process.processId())); };
     BeaconClient sender;
-    QVERIFY(sender.connectTo(loopback, kv.port));
+    QVERIFY(sender.connectTo(loopback, port));
     QCOMPARE(ask(sender, request(Protocol::ServerName, 1)),
              request(Protocol::ServerName, 1, Protocol::serverName));
-    const long residentKb = kv.figures().residentKb;
+    const long residentKb = figures().residentKb;
     QRandomGenerator random(64);
     for (qint64 sent = 0; sent < 64 << 20;) {
         const QByteArray frame = request(Protocol::ClientName, 2, QByteArray(random.bounded(1, 65536), 'n'));
@@ -100,7 +90,7 @@ void tst_ServerFaults::fastSenderHeldBackByTcp()
         if ((answer = nextFrame(sender, 10)).isEmpty())
             sender.write(request(Protocol::ServerName, 3));
     QCOMPARE(answer, request(Protocol::ServerName, 3, Protocol::serverName));
-    const long grownKb = kv.figures().peakResidentKb - residentKb;
+    const long grownKb = figures().peakResidentKb - residentKb;
     QVERIFY2(grownKb < 16 * 1024, qPrintable(QStringLiteral("the server grew by %1 KB").arg(grownKb)));
 }
 
