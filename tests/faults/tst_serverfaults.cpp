@@ -8,10 +8,14 @@ namespace {
 // its memory are its own; through `wrapper` (such as prlimit) when given. Its port; 0 if none.
 quint16 startServerAlone(ProgramOutput &kv, QStringList wrapper = {})
 {
+    const QByteArray sanitizer = qgetenv("ASAN_OPTIONS");
     qputenv("KVB_SERVE_ALONE", "1");
+    // AddressSanitizer holds freed memory aside (256 MB by default), which would read as growth.
+    qputenv("ASAN_OPTIONS", sanitizer + (sanitizer.isEmpty() ? "" : ":") + "quarantine_size_mb=0");
     wrapper << QCoreApplication::applicationFilePath();
     const bool started = kv.start(wrapper.first(), wrapper.mid(1), "\n");
     qunsetenv("KVB_SERVE_ALONE");
+    qputenv("ASAN_OPTIONS", sanitizer);
     return started ? quint16(kv.output.mid(5).trimmed().toUInt()) : 0;
 }
 
@@ -63,6 +67,7 @@ void tst_ServerFaults::idleFloodUnderALowFileLimit()
     QCOMPARE(ask(driver, request(Protocol::ServerName, 9)),
              request(Protocol::ServerName, 9, Protocol::serverName));
     QCOMPARE(kv.process.state(), QProcess::Running);
+    kv.stop();
 }
 
 // 64 MB of client names as fast as TCP takes them: the server reads a frame per arrival, and
@@ -77,7 +82,7 @@ void tst_ServerFaults::fastSenderHeldBackByTcp()
     QVERIFY(sender.connectTo(loopback, port));
     QCOMPARE(ask(sender, request(Protocol::ServerName, 1)),
              request(Protocol::ServerName, 1, Protocol::serverName));
-    const long residentKb = figures().residentKb;
+    [[maybe_unused]] const long residentKb = figures().residentKb;
     QRandomGenerator random(64);
     for (qint64 sent = 0; sent < 64 << 20;) {
         const QByteArray frame = request(Protocol::ClientName, 2, QByteArray(random.bounded(1, 65536), 'n'));
@@ -90,8 +95,11 @@ void tst_ServerFaults::fastSenderHeldBackByTcp()
         if ((answer = nextFrame(sender, 10)).isEmpty())
             sender.write(request(Protocol::ServerName, 3));
     QCOMPARE(answer, request(Protocol::ServerName, 3, Protocol::serverName));
+#ifndef __SANITIZE_THREAD__ // its shadow of every heap range the frames passed through stays resident
     const long grownKb = figures().peakResidentKb - residentKb;
     QVERIFY2(grownKb < 16 * 1024, qPrintable(QStringLiteral("the server grew by %1 KB").arg(grownKb)));
+#endif
+    kv.stop();
 }
 
 void tst_ServerFaults::hostileClientsAtOnce()
