@@ -6,19 +6,7 @@
 #include <QDebug>
 #include <QTimer>
 
-namespace {
-// The key that connections are counted by.
-QString addressKey(const QHostAddress &address)
-{
-    bool isIPv4 = false;
-    const quint32 ipv4 = address.toIPv4Address(&isIPv4);
-    if (isIPv4)
-        return QHostAddress(ipv4).toString();
-    Q_IPV6ADDR bytes = address.toIPv6Address();
-    std::fill(bytes.c + 8, bytes.c + 16, quint8(0));
-    return QHostAddress(bytes).toString() + QStringLiteral("/64");
-}
-} // namespace
+#include <algorithm>
 
 kvServer::kvServer(AppSettings *settings, QObject *parent) : QTcpServer(parent), settings(settings) {}
 
@@ -48,6 +36,17 @@ void kvServer::StopServer()
         thread->stop();
     for (kvServerThread *thread : qAsConst(threads))
         thread->wait();
+}
+
+QString kvServer::addressKey(const QHostAddress &address)
+{
+    bool isIPv4 = false;
+    const quint32 ipv4 = address.toIPv4Address(&isIPv4);
+    if (isIPv4)
+        return QHostAddress(ipv4).toString();
+    Q_IPV6ADDR bytes = address.toIPv6Address();
+    std::fill(bytes.c + 8, bytes.c + 16, quint8(0));
+    return QHostAddress(bytes).toString() + QStringLiteral("/64");
 }
 
 void kvServer::incomingConnection(qintptr socketDescriptor)

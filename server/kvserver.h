@@ -8,6 +8,7 @@
 #include <QTcpServer>
 
 class AppSettings;
+class QHostAddress;
 class kvServerThread;
 
 // The TCP listener. Lives on the main thread, owns its connection threads as children and
@@ -35,6 +36,9 @@ public:
     static constexpr int maxConnections = 256;
     static constexpr int maxPerAddress = 128;
     static constexpr int placesKeptForNewAddresses = 32;
+    // What connections are counted by: an IPv4 address (a mapped one too), or an IPv6 address
+    // by its /64, which a host is given whole and picks addresses in at will.
+    static QString addressKey(const QHostAddress &address);
 
     AppSettings *settings;
     bool clientConnected = false;
@@ -63,8 +67,7 @@ private:
 
     QList<kvServerThread *> threads;
     int clientCountValue = 0;
-    // Each thread's address (an IPv6 address by its /64, which one host is given whole) and
-    // how many connections each address holds.
+    // Each thread's address key and how many connections each holds.
     QHash<kvServerThread *, QString> addressOf;
     QHash<QString, int> connectionsFrom;
     // Refusals are logged at most once a second, with the number of those in between.

@@ -97,6 +97,16 @@ private slots:
         passedOn << QStringLiteral("0 (Server) - Get Server name: kvBeacon");
         QTRY_COMPARE(seen, passedOn);
     }
+    // Connections are counted by address, an IPv6 address by its /64, a mapped one as IPv4.
+    void addressKeys()
+    {
+        const auto key = [](const char *address) {
+            return kvServer::addressKey(QHostAddress(QString(address)));
+        };
+        QCOMPARE(key("2001:db8:1:2::1"), key("2001:db8:1:2:ffff:ffff:ffff:fffe"));
+        QVERIFY(key("2001:db8:1:2::1") != key("2001:db8:1:3::1"));
+        QCOMPARE(key("::ffff:127.0.0.2"), key("127.0.0.2"));
+    }
     // With accepting paused, 120 connect only in a listen queue deeper than Qt's 50 (and within the
     // shallowest maximum, Linux's 128 before 5.4). On every interface, IPv4 and IPv6.
     void burstBeyondQtsQueue()
