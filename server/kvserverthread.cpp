@@ -104,29 +104,21 @@ void kvServerThread::readyRead()
     if (webRequest)
         return;
     if (checkingFirstBytes) {
-        switch (HttpGuard::firstBytes(socket->peek(HttpGuard::longestLine))) {
-        case HttpGuard::Verdict::Undecided:
+        const HttpGuard::Verdict verdict = HttpGuard::firstBytes(socket->peek(HttpGuard::longestLine));
+        if (verdict == HttpGuard::Verdict::Undecided)
             return;
-        case HttpGuard::Verdict::Http:
+        if (verdict != HttpGuard::Verdict::NotHttp) {
             webRequest = true;
-            emit sigDebugString(
-                QStringLiteral("(Server) - Closed a connection that sent a web request (HTTP) ID:%1")
-                    .arg(socketDescriptor),
-                0);
+            emit sigDebugString(QStringLiteral("(Server) - Closed a connection that sent %1 ID:%2")
+                                    .arg(verdict == HttpGuard::Verdict::Http
+                                             ? QStringLiteral("a web request (HTTP)")
+                                             : QStringLiteral("a TLS handshake"))
+                                    .arg(socketDescriptor),
+                                0);
             socket->disconnectFromHost();
             return;
-        case HttpGuard::Verdict::Tls:
-            webRequest = true;
-            emit sigDebugString(
-                QStringLiteral("(Server) - Closed a connection that sent a TLS handshake ID:%1")
-                    .arg(socketDescriptor),
-                0);
-            socket->disconnectFromHost();
-            return;
-        case HttpGuard::Verdict::NotHttp:
-            checkingFirstBytes = false;
-            break;
         }
+        checkingFirstBytes = false;
     }
     SocketSource source(socket, stopping);
     const FrameReader::Result result = FrameReader::read(source);
