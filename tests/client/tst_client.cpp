@@ -138,9 +138,8 @@ void tst_Client::cutRepliesAndLostServers()
 {
     QTcpServer fake;
     QVERIFY(fake.listen(QHostAddress::LocalHost));
-    const quint16 port = fake.serverPort();
     BeaconClient client;
-    QVERIFY(client.connectTo(loopback, port));
+    QVERIFY(client.connectTo(loopback, fake.serverPort()));
     QTRY_VERIFY(fake.hasPendingConnections());
     QTcpSocket *peer = fake.nextPendingConnection();
     peer->write("@000030;205;000001;Box");

@@ -1,11 +1,10 @@
 #pragma once
 
-#include "basics.h"
 #include "programoutput.h"
+#include "serverfixture.h"
 
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
-#include <QTcpServer>
 
 #include <memory>
 
@@ -17,10 +16,7 @@ public:
     // Starts chromedriver and a browser; false if either would not come up.
     bool start()
     {
-        QTcpServer probe; // a free port for chromedriver
-        probe.listen(QHostAddress::LocalHost, 0);
-        const QString port = QString::number(probe.serverPort());
-        probe.close();
+        const QString port = QString::number(freePort());
         base = "http://127.0.0.1:" + port;
         if (!driver.start("/usr/bin/chromedriver", {"--port=" + port}, "started successfully"))
             return false;
