@@ -111,8 +111,8 @@ QString kvServer::refusal(const QString &address) const
     const int fromAddress = connectionsFrom.value(address);
     if (fromAddress >= maxPerAddress)
         return QStringLiteral("%1 connections from %2 already").arg(fromAddress).arg(address);
-    const int openToAll = maxConnections - placesKeptForNewAddresses;
-    if (threads.size() >= maxConnections || (fromAddress > 0 && threads.size() >= openToAll))
+    const int openToAll = maxConnections - placesKept;
+    if (threads.size() >= maxConnections || (fromAddress >= fewConnections && threads.size() >= openToAll))
         return QStringLiteral("%1 connections already").arg(threads.size());
     return QString();
 }

@@ -32,10 +32,12 @@ public:
     // Far above a dashboard, a deck and a few tools, and below what a desktop's usual limit of
     // 1,024 open files allows (a connection holds two): more connections are closed at once,
     // so that a flood of idle ones cannot end the process. The last places of all are kept for
-    // addresses that hold none yet, so that a flood from a few addresses leaves the others in.
+    // addresses that hold fewer than a few connections, so that a flood from a few addresses
+    // leaves the driver's own programs in.
     static constexpr int maxConnections = 256;
     static constexpr int maxPerAddress = 128;
-    static constexpr int placesKeptForNewAddresses = 32;
+    static constexpr int placesKept = 32;
+    static constexpr int fewConnections = 4;
     // What connections are counted by: an IPv4 address (a mapped one too), or an IPv6 address
     // by its /64, which a host is given whole and picks addresses in at will.
     static QString addressKey(const QHostAddress &address);
