@@ -41,6 +41,7 @@ class tst_WindowsProgram : public QObject
 {
     Q_OBJECT
 private slots:
+    void firstStart();
     void wholeProgram();
     void phoneDashboardAndTeam();
     void recordAndReplay();
@@ -54,6 +55,12 @@ private:
         return QTest::qWaitFor([&] { return client.connectTo(loopback, port, 1000); }, 60000);
     }
     // The value of `key` in the document a Protocol::Live or Protocol::Info reply carries.
+    QJsonObject webState(quint16 webPort)
+    {
+        const QByteArray reply = RawConnection(webPort).exchange(
+            QStringLiteral("GET /api/state HTTP/1.1\r\nHost: 127.0.0.1:%1\r\n\r\n").arg(webPort).toUtf8());
+        return json(reply.mid(reply.indexOf("\r\n\r\n") + 4));
+    }
     QJsonValue value(Protocol::Command command, const char *key)
     {
         const std::optional<Reply> reply = client.request(command);
@@ -66,6 +73,43 @@ private:
     ProgramOutput simulator, kvbeacon, web;
     BeaconClient client;
 };
+
+// The first start as a new user meets it, in the fresh prefix: "Start kvBeacon.cmd" opens kvBeacon,
+// its server off, and kvbeacon-web, whose console and pages say what to do; then, the server
+// started as they say (the box ticked, kvBeacon started again) and the stand-in running, live.
+void tst_WindowsProgram::firstStart()
+{
+    QElapsedTimer clock;
+    clock.start();
+    const quint16 webPort = freePort();
+    web.process.setWorkingDirectory(dir);
+    web.process.start(QStringLiteral("wine"),
+                      {"cmd", "/c", "Start kvBeacon.cmd", "--port", QString::number(webPort)});
+    QVERIFY2(web.waitFor("/phone", 60000) && web.waitFor("Start Server", 60000), web.output.constData());
+    QVERIFY2(webState(webPort)["text"].toString().contains("Start Server"), web.output.constData());
+
+    taskkill("kvbeacon.exe", false);
+    const QString iniPath = localAppData() + "/kvbeacon/kvbeacon.ini";
+    QVERIFY(QTest::qWaitFor([&] { return QFileInfo::exists(iniPath); }, 20000));
+    {
+        QSettings ini(iniPath, QSettings::IniFormat);
+        ini.setValue(QStringLiteral("main/autostartserver"), true);
+        ini.setValue(QStringLiteral("paths/iracingdocument"), windowsPath(dir + "/sample-documents"));
+    }
+    simulator.process.start(QStringLiteral("wine"), {dir + "/kvbeacon-simulator.exe"});
+    QVERIFY2(simulator.waitFor("publishing", 60000), simulator.output.constData());
+    kvbeacon.process.start(QStringLiteral("wine"), {dir + "/kvbeacon.exe"});
+    QVERIFY2(QTest::qWaitFor([&] { return webState(webPort)["state"] == "live"; }, 60000),
+             web.output.constData());
+    qInfo("From \"Start kvBeacon.cmd\" in a fresh prefix to live values: %.1f s", clock.elapsed() / 1000.0);
+    QVERIFY2(web.waitFor(" Live\n"), web.output.constData());
+
+    taskkill("kvbeacon-web.exe", true);
+    web.process.write("\n"); // the window's "Press a key"
+    QVERIFY(web.process.waitForFinished(20000));
+    taskkill("kvbeacon.exe", false);
+    QVERIFY(kvbeacon.process.waitForFinished(20000) && simulator.quit(20000));
+}
 
 void tst_WindowsProgram::wholeProgram()
 {
