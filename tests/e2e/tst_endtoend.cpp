@@ -30,10 +30,11 @@ private slots:
 
 void tst_EndToEnd::liveSession()
 {
-    StandIn standIn(scenarioText, "[Autochat Messages]\n");
+    StandIn standIn(scenarioText, "[Autochat Messages]\nAutoChatStr2=Box this lap\n");
     QVERIFY(writeFile(standIn.documents.filePath(QStringLiteral("controls.cfg")), ""));
     // Its window two levels down, as a reparenting window manager puts it.
-    QVERIFY(standIn.play({"--nest", "2"}) && standIn.waitFor("window opened"));
+    QVERIFY(standIn.play({"--nest", "2", "--documents", standIn.documents.path()}) &&
+            standIn.waitFor("window opened"));
     kvBeacon w;
     w.show();
     const auto label = [&](const char *name) { return child<QLabel>(&w, name)->text(); };
@@ -61,6 +62,12 @@ void tst_EndToEnd::liveSession()
         return standIn.send("set FuelLevel " + QByteArray(fuel)) && liveShows(fuel);
     };
     QVERIFY(fuelShows("33.5"));
+    // A chat macro: the message as it came, then as a person reads it, with or without a text.
+    for (const char *macro : {"2", "3"})
+        QVERIFY(ask(client, request(Protocol::ChatMacro, ++id, macro)).endsWith(";Button ok;"));
+    QVERIFY2(standIn.waitFor("var2=1\nchat macro 2: Box this lap\n") &&
+                 standIn.waitFor("broadcast msg=8 var1=0 var2=2\nchat macro 3\n"),
+             standIn.output.constData());
 
     // A key reaches it while it has the focus; the flag follows at the next session poll.
     QVERIFY(standIn.send("focus"));

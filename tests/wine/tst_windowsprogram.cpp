@@ -153,7 +153,9 @@ void tst_WindowsProgram::wholeProgram()
     }
 
     QCOMPARE(ask(client, request(Protocol::ChatMacro, 5, "3")), QByteArray("@000021;206;000005;Button ok;"));
-    QVERIFY2(simulator.waitFor("broadcast msg=8 var1=0 var2=2"), simulator.output.constData());
+    QVERIFY2(simulator.waitFor("broadcast msg=8 var1=0 var2=2") &&
+                 simulator.waitFor("chat macro 3: Sorry,my fault"),
+             simulator.output.constData());
 
     QVERIFY(simulator.send("unfocus") && simulator.waitFor("unfocused"));
     QTest::qWait(1500); // a session poll sees the focus gone

@@ -11,6 +11,7 @@
 #include "simhost.h"
 #include "simwindow.h"
 #include "variables.h"
+#include "windowlines.h"
 
 #include <algorithm>
 #include <atomic>
@@ -116,7 +117,11 @@ int main(int argc, char **argv)
         SimHost::removeObjects();
         return 1;
     }
-    if (options->withWindow && !SimWindow::open(options->nesting))
+    // The sample documents lie beside the program, as the sample scenario does.
+    const std::string documents = options->documentsPath.empty()
+                                      ? SimHost::programFolder() + "sample-documents"
+                                      : options->documentsPath;
+    if (options->withWindow && !SimWindow::open(options->nesting, readMacroTexts(documents)))
         report("no display: no window");
 
     CommandQueue commands;

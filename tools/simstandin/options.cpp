@@ -28,6 +28,8 @@ std::optional<Options> Options::parse(int argc, char **argv, const std::string &
             options.stamp = true;
         else if (arg == "--replay" && hasValue)
             options.replayPath = argv[++i];
+        else if (arg == "--documents" && hasValue)
+            options.documentsPath = argv[++i];
         else if (arg == "--speed" && hasValue)
             options.speed = std::atof(argv[++i]);
         else if (arg == "--from" && hasValue)
@@ -55,7 +57,7 @@ void Options::printUsage()
     std::puts(
         "usage: kvbeacon-simulator [--scenario FILE | --replay FILE] [--speed X] [--loop] [--from SECONDS]\n"
         "                          [--rate ROWS_PER_SECOND] [--start-tick N] [--duration SECONDS]\n"
-        "                          [--nest N] [--no-window] [--stamp]\n"
+        "                          [--nest N] [--no-window] [--stamp] [--documents FOLDER]\n"
         "--replay plays a recording of kvbeacon-cli record: its live values at their times and a\n"
         "session text made of its info values; --speed plays it faster or slower, --loop again\n"
         "from its start at its end, --from from that many seconds into it.\n"
@@ -72,7 +74,9 @@ void Options::printUsage()
         "  focus, unfocus    take the input focus to the window, or away from it\n"
         "  quit              remove the objects and end\n"
         "--no-window leaves out the window titled \"iRacing.com Simulator\", which otherwise\n"
-        "opens on the display and reports the broadcast messages and keys that reach it.\n"
+        "opens on the display, reports the broadcast messages and keys that reach it and shows the\n"
+        "last of them; a chat macro by its text in FOLDER/app.ini, the simulator's documents folder\n"
+        "(sample-documents beside the program unless --documents names one).\n"
         "--nest N puts that window N levels inside plain windows, as a reparenting window\n"
         "manager frames its clients (X11).\n"
         "--stamp ends every line with at=SECONDS of the monotonic clock and writes the same clock\n"

@@ -7,8 +7,9 @@
 struct Options
 {
     std::string scenarioPath;
-    std::string replayPath; // a recording of kvbeacon-cli record, played instead of the scenario
-    double rate = 60;       // rows a second
+    std::string replayPath;    // a recording of kvbeacon-cli record, played instead of the scenario
+    std::string documentsPath; // the simulator's documents folder, whose app.ini names the chat macros
+    double rate = 60;          // rows a second
     long startTick = 1;
     double duration = 0; // seconds until the stand-in ends by itself; 0 for never
     bool withWindow = true;

@@ -1,11 +1,16 @@
 #include "simwindow.h"
 
 #include "report.h"
+#include "windowlines.h"
 
 #include <windows.h>
 
 #include <atomic>
+#include <cstdio>
+#include <memory>
+#include <string>
 #include <thread>
+#include <utility>
 
 namespace SimWindow {
 
@@ -15,18 +20,61 @@ constexpr UINT focusMessage = WM_APP + 1;
 std::thread worker;
 std::atomic<HWND> window{nullptr};
 UINT broadcast = 0;
+std::unique_ptr<WindowLines> lines;
+
+// The key's name as Windows gives it for the keyboard's layout, else its virtual-key code.
+std::string keyName(WPARAM virtualKey)
+{
+    const UINT scanCode = MapVirtualKeyW(static_cast<UINT>(virtualKey), MAPVK_VK_TO_VSC);
+    wchar_t name[64];
+    const int length = scanCode ? GetKeyNameTextW(static_cast<LONG>(scanCode << 16), name, 64) : 0;
+    char utf8[256];
+    const int bytes =
+        length > 0 ? WideCharToMultiByte(CP_UTF8, 0, name, length, utf8, sizeof utf8, nullptr, nullptr) : 0;
+    if (bytes > 0)
+        return std::string(utf8, static_cast<std::size_t>(bytes));
+    char code[16];
+    std::snprintf(code, sizeof code, "vk=0x%02x", static_cast<unsigned>(virtualKey));
+    return code;
+}
+
+void paint(HWND hwnd)
+{
+    PAINTSTRUCT paintStruct;
+    HDC dc = BeginPaint(hwnd, &paintStruct);
+    SelectObject(dc, GetStockObject(DEFAULT_GUI_FONT));
+    TEXTMETRICW metrics;
+    const int step = GetTextMetricsW(dc, &metrics) ? metrics.tmHeight + 2 : 16;
+    int y = 6;
+    for (const std::string &line : lines->lines()) {
+        wchar_t wide[512];
+        const int length =
+            MultiByteToWideChar(CP_UTF8, 0, line.data(), static_cast<int>(line.size()), wide, 512);
+        TextOutW(dc, 8, y, wide, length);
+        y += step;
+    }
+    EndPaint(hwnd, &paintStruct);
+}
 
 LRESULT CALLBACK procedure(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam)
 {
     if (broadcast != 0 && message == broadcast) {
-        report("broadcast msg=%u var1=%d var2=%d", static_cast<unsigned>(LOWORD(wParam)),
-               static_cast<int>(static_cast<short>(HIWORD(wParam))), static_cast<int>(lParam));
+        lines->broadcast(static_cast<unsigned>(LOWORD(wParam)),
+                         static_cast<int>(static_cast<short>(HIWORD(wParam))), static_cast<int>(lParam));
+        InvalidateRect(hwnd, nullptr, TRUE);
         return 0;
     }
     switch (message) {
     case WM_KEYDOWN:
     case WM_KEYUP:
         report("key %s vk=0x%02x", message == WM_KEYDOWN ? "down" : "up", static_cast<unsigned>(wParam));
+        if (message == WM_KEYDOWN) {
+            lines->keyDown(keyName(wParam));
+            InvalidateRect(hwnd, nullptr, TRUE);
+        }
+        return 0;
+    case WM_PAINT:
+        paint(hwnd);
         return 0;
     case focusMessage:
         if (wParam) {
@@ -52,8 +100,10 @@ void run(std::atomic<int> *opened)
     kind.lpfnWndProc = procedure;
     kind.hInstance = GetModuleHandleW(nullptr);
     kind.lpszClassName = L"kvBeaconSimulatorStandIn";
+    kind.hCursor = LoadCursor(nullptr, IDC_ARROW);
+    kind.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_WINDOW + 1);
     RegisterClassW(&kind);
-    HWND hwnd = CreateWindowExW(0, kind.lpszClassName, title, WS_OVERLAPPEDWINDOW, 40, 40, 320, 120, nullptr,
+    HWND hwnd = CreateWindowExW(0, kind.lpszClassName, title, WS_OVERLAPPEDWINDOW, 40, 40, 360, 160, nullptr,
                                 nullptr, kind.hInstance, nullptr);
     if (!hwnd) {
         *opened = 2;
@@ -71,8 +121,9 @@ void run(std::atomic<int> *opened)
 }
 } // namespace
 
-bool open(int)
+bool open(int, std::vector<std::string> macroTexts)
 {
+    lines = std::make_unique<WindowLines>(std::move(macroTexts));
     std::atomic<int> opened{0};
     worker = std::thread(run, &opened);
     while (opened == 0)
