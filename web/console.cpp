@@ -8,51 +8,59 @@
 #include <QJsonObject>
 #include <QTime>
 
-#include <cstdio>
-
 void Console::deliver(Channel channel, std::shared_ptr<const std::string> message)
 {
     if (channel != Channel::State)
         return;
-    const QString text = QJsonDocument::fromJson(QByteArray::fromStdString(*message))
-                             .object()
-                             .value(QLatin1String("text"))
-                             .toString();
-    std::printf("kvbeacon-web: %s  %s\n",
-                qPrintable(QTime::currentTime().toString(QStringLiteral("HH:mm:ss"))), qPrintable(text));
-    std::fflush(stdout);
+    const QJsonObject state = QJsonDocument::fromJson(QByteArray::fromStdString(*message)).object();
+    QString text = QStringLiteral("kvbeacon-web: %1  %2\n")
+                       .arg(QTime::currentTime().toString(QStringLiteral("HH:mm:ss")),
+                            state.value(QLatin1String("text")).toString());
+    const QString hint = state.value(QLatin1String("hint")).toString();
+    if (!hint.isEmpty())
+        text += QStringLiteral("  %1\n").arg(hint);
+    platform::writeOut(text);
 }
 
 void Console::greet(const WebOptions &options, unsigned short port, const PhoneAddress &phone, bool sharing)
 {
-    platform::prepareConsole();
-    std::printf("kvbeacon-web: reading kvBeacon at %s:%u\n", qPrintable(options.beaconHost),
-                options.beaconPort);
-    std::printf("kvbeacon-web: serving on port %u, on every interface\n", port);
-    std::printf("  dashboard  http://localhost:%u/   (buttons: /buttons, overlay: /overlay)\n", port);
-    std::printf("%s", phone.consoleText().toUtf8().constData());
+    QString text =
+        QStringLiteral("kvbeacon-web: reading kvBeacon at %1:%2\n"
+                       "kvbeacon-web: serving on port %3, on every interface\n"
+                       "  dashboard  http://localhost:%3/   (buttons: /buttons, overlay: /overlay)\n"
+                       "  phone      http://localhost:%3/phone   "
+                       "(open it on this PC: the code for the phone to scan)\n")
+            .arg(options.beaconHost)
+            .arg(options.beaconPort)
+            .arg(port);
+    text += phone.consoleText();
     if (sharing) {
         const MqttSettings &mqtt = options.mqtt;
         if (mqtt.driver.isEmpty())
-            std::printf("kvbeacon-web: watching %s/... on the broker (not sharing: no --driver)\n",
-                        qPrintable(mqtt.watch));
+            text += QStringLiteral("kvbeacon-web: watching %1/... on the broker (not sharing: no --driver)\n")
+                        .arg(mqtt.watch);
         else
-            std::printf("kvbeacon-web: sharing as %s through the broker, watching %s/...\n",
-                        qPrintable(mqtt.topic(QString()).chopped(1)), qPrintable(mqtt.watch));
-        std::printf("  team       http://localhost:%u/team\n", port);
+            text += QStringLiteral("kvbeacon-web: sharing as %1 through the broker, watching %2/...\n")
+                        .arg(mqtt.topic(QString()).chopped(1), mqtt.watch);
+        text += QStringLiteral("  team       http://localhost:%1/team\n").arg(port);
     }
-    std::printf("Anyone who reaches this port can run the driver's chat macros and press keys in the\n"
-                "simulator: keep it on a trusted network.\n");
-    std::fflush(stdout);
+    text +=
+        QStringLiteral("Anyone who reaches this port can run the driver's chat macros and press keys in the\n"
+                       "simulator: keep it on a trusted network.\n");
+    platform::writeOut(text);
 }
 
 void Console::say(const QString &text)
 {
-    std::printf("kvbeacon-web: %s\n", qPrintable(text));
-    std::fflush(stdout);
+    platform::writeOut(QStringLiteral("kvbeacon-web: %1\n").arg(text));
 }
 
 void Console::warn(const QString &text)
 {
-    std::fprintf(stderr, "kvbeacon-web: warning: %s\n", qPrintable(text));
+    platform::writeError(QStringLiteral("kvbeacon-web: warning: %1\n").arg(text));
+}
+
+void Console::fail(const QString &text)
+{
+    platform::writeError(QStringLiteral("kvbeacon-web: %1\n").arg(text));
 }

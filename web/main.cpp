@@ -15,7 +15,6 @@
 #include <QCoreApplication>
 #include <QLoggingCategory>
 
-#include <cstdio>
 #include <memory>
 
 int main(int argc, char *argv[])
@@ -29,7 +28,7 @@ int main(int argc, char *argv[])
     for (const QString &warning : warnings)
         Console::warn(warning);
     if (!read) {
-        std::fprintf(stderr, "kvbeacon-web: %s\n", qPrintable(problem));
+        Console::fail(problem);
         return 2;
     }
     if (options.verbose)
@@ -44,7 +43,7 @@ int main(int argc, char *argv[])
         team = std::make_unique<Team>(options.mqtt.watch, options.mqtt.cars());
         broker = std::make_shared<MqttLink>(options.mqtt, *team, &Console::say);
         if (!broker->start(&problem)) {
-            std::fprintf(stderr, "kvbeacon-web: %s\n", qPrintable(problem));
+            Console::fail(problem);
             return 2;
         }
         hub.attach(broker);
@@ -61,7 +60,9 @@ int main(int argc, char *argv[])
     WebServer server(std::move(context));
     std::string error;
     if (!server.listen(options.port, &error)) {
-        std::fprintf(stderr, "kvbeacon-web: cannot listen on port %u: %s\n", options.port, error.c_str());
+        Console::fail(QStringLiteral("cannot listen on port %1: %2")
+                          .arg(options.port)
+                          .arg(QString::fromStdString(error)));
         return 1;
     }
     const PhoneAddress phone(server.port());
@@ -76,7 +77,8 @@ int main(int argc, char *argv[])
     if (options.openPhonePage) {
         const QString page = QStringLiteral("http://localhost:%1/phone").arg(server.port());
         if (!platform::openInBrowser(page))
-            Console::say(QStringLiteral("no browser could be opened: open %1 yourself").arg(page));
+            Console::say(
+                QStringLiteral("this PC's browser could not be opened: open %1 in it yourself").arg(page));
     }
 
     const int status = app.exec();

@@ -223,6 +223,10 @@ private slots:
         QProcess web;
         web.start(QStringLiteral(KVB_WEB), {"--config", config, "--port", "0", "--beacon", "127.0.0.1:1"});
         QTRY_COMPARE_WITH_TIMEOUT(watcher.last("kvbeacon/red/bob/status"), QByteArray("online"), 10000);
+        // The console names the phone's page, and says what to do while kvBeacon does not answer.
+        QByteArray said;
+        QTRY_VERIFY2((said += web.readAllStandardOutput()).contains("\"Start Server\""), said.constData());
+        QVERIFY2(said.contains("/phone   (open it on this PC"), said.constData());
         web.kill();
         web.waitForFinished();
         QTRY_COMPARE_WITH_TIMEOUT(watcher.last("kvbeacon/red/bob/status"), QByteArray("offline"), 10000);

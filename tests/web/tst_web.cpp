@@ -21,6 +21,8 @@ const QByteArray appIni = "[Autochat Messages]\nAutoChatStr1=Pitting this lap\nA
 // A browser's request for the WebSocket, but for its first line and its host.
 const QByteArray upgrade = "Upgrade: websocket\r\nConnection: Upgrade\r\n"
                            "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n";
+// What the companion's process list says of kvBeacon on this machine.
+std::atomic<bool> beaconRuns{true};
 
 // kvBeacon's server with a simulator behind it and the driver's chat macros, publishing only
 // while no client has left since the last connect, as kvBeacon's window does.
@@ -74,6 +76,7 @@ struct Companion
         BeaconLink::Timing timing;
         timing.macrosMs = timing.reconnectMs = 300;
         timing.retryMs = 600;
+        timing.beaconRunning = [] { return beaconRuns.load(); };
         return timing;
     }
     QByteArray here() const { return "127.0.0.1:" + QByteArray::number(server.port()); }
@@ -188,6 +191,7 @@ private slots:
         HttpReply live = web.fetch("/api/live");
         QCOMPARE(live.status, 503);
         QCOMPARE(json(live.body).value("state").toString(), QStringLiteral("no-simulator"));
+        QVERIFY(json(live.body).value("hint").toString().startsWith("Start iRacing and join a session"));
 
         beacon.simulatorRuns = true;
         QTRY_COMPARE_WITH_TIMEOUT(web.fetch("/api/live").status, 200, 5000);
@@ -504,12 +508,26 @@ private slots:
 
         beacon.server.StopServer();
         QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("no-beacon"), 5000);
-        QCOMPARE(browser.last("state").value("text").toString(),
-                 QStringLiteral("kvBeacon unreachable at 127.0.0.1:%1").arg(beacon.port));
+        // What to do, as kvBeacon on this machine runs or not; of one elsewhere, where to look.
+        const auto said = [&] {
+            return browser.last("state")["text"].toString() + ' ' + browser.last("state")["hint"].toString();
+        };
+        QVERIFY2(said().startsWith(QStringLiteral("kvBeacon's server is not started: nothing answers on port "
+                                                  "%1 Click \"Start Server\" in kvBeacon's window")
+                                       .arg(beacon.port)),
+                 qPrintable(said()));
         // A press meanwhile is answered as failed, not lost.
         browser.send(R"({"macro":1,"id":9})");
-        QTRY_VERIFY(browser.last("result").value("error").toString().startsWith("kvBeacon unreachable"));
+        QTRY_VERIFY(
+            browser.last("result").value("error").toString().startsWith("kvBeacon's server is not started"));
         QCOMPARE(browser.last("result").value("ok"), QJsonValue(false));
+        beaconRuns = false;
+        QTRY_VERIFY2(said().startsWith("kvBeacon is not running Start kvBeacon."), qPrintable(said()));
+        beaconRuns = true;
+        Hub elsewhere;
+        const BeaconLink remote(elsewhere, QStringLiteral("192.0.2.1"), 47812);
+        QVERIFY(remote.stateText(BeaconLink::Unreachable) == "kvBeacon unreachable at 192.0.2.1:47812" &&
+                remote.stateHint(BeaconLink::Unreachable).contains("firewall"));
         beacon.server.StartServer(QString(), beacon.port);
         QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("live"), 5000);
 

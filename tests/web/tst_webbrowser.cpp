@@ -278,6 +278,7 @@ private slots:
         QVERIFY(standIn.send("stop"));
         QTRY_COMPARE_WITH_TIMEOUT(pageState(), QStringLiteral("no-simulator"), 8000);
         QCOMPARE(browser.text("#state"), QStringLiteral("Simulator not found: kvBeacon has no live data"));
+        QVERIFY(browser.text("#hint").startsWith("Start iRacing and join a session")); // what to do, under it
         QTRY_COMPARE_WITH_TIMEOUT(awake(), QStringLiteral("off"), 8000);
         QVERIFY(browser.text("#awake").isEmpty());
         QVERIFY(standIn.send("start"));

@@ -85,8 +85,12 @@ void tst_WindowsProgram::firstStart()
     web.process.setWorkingDirectory(dir);
     web.process.start(QStringLiteral("wine"),
                       {"cmd", "/c", "Start kvBeacon.cmd", "--port", QString::number(webPort)});
-    QVERIFY2(web.waitFor("/phone", 60000) && web.waitFor("Start Server", 60000), web.output.constData());
-    QVERIFY2(webState(webPort)["text"].toString().contains("Start Server"), web.output.constData());
+    // Said once kvBeacon's window is up (until then: start kvBeacon).
+    const QString serverOff = QStringLiteral("Click \"Start Server\" in kvBeacon's window");
+    QVERIFY2(
+        QTest::qWaitFor([&] { return webState(webPort)["hint"].toString().startsWith(serverOff); }, 60000) &&
+            web.waitFor(serverOff.toUtf8()),
+        web.output.constData());
 
     taskkill("kvbeacon.exe", false);
     const QString iniPath = localAppData() + "/kvbeacon/kvbeacon.ini";
@@ -205,8 +209,9 @@ void tst_WindowsProgram::phoneDashboardAndTeam()
     };
     startWeb("ann", {"--mqtt-ca", windowsPath(broker.path("ca.crt"))});
     QVERIFY2(web.waitFor("kvbeacon/wine/ann", 60000), web.output.constData());
-    // The QR code in block characters, and the address under it.
-    QVERIFY2(web.output.contains("\xe2\x96\x88") && web.output.contains("On a phone on the same network"),
+    // The QR code in block characters, the address under it, and the phone's page on this PC.
+    QVERIFY2(web.output.contains("\xe2\x96\x88") && web.output.contains("On a phone on the same network") &&
+                 web.output.contains("/phone   (open it on this PC"),
              web.output.constData());
 
     WebDriver browser;

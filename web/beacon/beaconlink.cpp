@@ -1,8 +1,10 @@
 #include "beaconlink.h"
 
 #include "beaconclient.h"
+#include "platform.h"
 #include "protocol.h"
 
+#include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -18,10 +20,16 @@ bool hasStartValues(const LiveDocument &live)
 {
     return live.SessionNum == -1 && live.SessionTimeSinceStarted == -1.0;
 }
+
+bool isThisMachine(const QString &host)
+{
+    return QHostAddress(host).isLoopback() ||
+           host.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0;
+}
 } // namespace
 
 BeaconLink::BeaconLink(Hub &hub, const QString &host, quint16 port, Timing timing)
-    : hub(hub), host(host), port(port), timing(timing)
+    : hub(hub), host(host), port(port), timing(timing), beaconHere(isThisMachine(host))
 {
     // Before the thread runs, so that a page served at once finds a state.
     publishState(Connecting);
@@ -77,13 +85,40 @@ QString BeaconLink::stateText(State state) const
     case Connecting:
         return QStringLiteral("Waiting for fresh data from kvBeacon");
     case Unreachable:
-        return QStringLiteral("kvBeacon unreachable at %1:%2").arg(host).arg(port);
+        if (!beaconHere)
+            return QStringLiteral("kvBeacon unreachable at %1:%2").arg(host).arg(port);
+        if (!beaconRuns)
+            return QStringLiteral("kvBeacon is not running");
+        return QStringLiteral("kvBeacon's server is not started: nothing answers on port %1").arg(port);
     case NoSimulator:
         return QStringLiteral("Simulator not found: kvBeacon has no live data");
     case Live:
         break;
     }
     return QStringLiteral("Live");
+}
+
+QString BeaconLink::stateHint(State state) const
+{
+    switch (state) {
+    case Unreachable:
+        if (!beaconHere)
+            return QStringLiteral("Check that kvBeacon runs on %1 with its server started on port %2, and "
+                                  "that the firewall there lets this PC in.")
+                .arg(host)
+                .arg(port);
+        if (!beaconRuns)
+            return QStringLiteral("Start kvBeacon. If its server does not start by itself, click \"Start "
+                                  "Server\" in its window.");
+        return QStringLiteral("Click \"Start Server\" in kvBeacon's window, and tick \"Server starts at "
+                              "startup\" so that it starts by itself.");
+    case NoSimulator:
+        return QStringLiteral("Start iRacing and join a session: the data comes once the session is loaded.");
+    case Connecting:
+    case Live:
+        break;
+    }
+    return QString();
 }
 
 void BeaconLink::run()
@@ -131,7 +166,7 @@ void BeaconLink::connectAnew(BeaconClient &client)
     }
     lastAttempt = Clock::now();
     if (!client.connectTo(host, port, timing.requestMs)) {
-        publishState(Unreachable);
+        publishUnreachable();
         return;
     }
     client.tell(Protocol::ClientName, QStringLiteral("kvbeacon-web"), timing.requestMs);
@@ -145,6 +180,13 @@ void BeaconLink::lostBeacon(BeaconClient &client)
 {
     client.close();
     lastAttempt = Clock::now();
+    publishUnreachable();
+}
+
+void BeaconLink::publishUnreachable()
+{
+    if (beaconHere)
+        beaconRuns = timing.beaconRunning ? timing.beaconRunning() : platform::kvBeaconRunning();
     publishState(Unreachable);
 }
 
@@ -263,16 +305,18 @@ void BeaconLink::onLive(BeaconClient &client, const std::optional<LiveDocument> 
                 liveMessage.build(*live, text, InfoDocument::fromObject(info).value_or(InfoDocument())));
 }
 
+// Also when only the words change: kvBeacon started, but its server not yet.
 void BeaconLink::publishState(State next)
 {
-    if (stateSent && next == state)
+    std::string message = compact({{QStringLiteral("type"), QStringLiteral("state")},
+                                   {QStringLiteral("state"), stateName(next)},
+                                   {QStringLiteral("text"), stateText(next)},
+                                   {QStringLiteral("hint"), stateHint(next)},
+                                   {QStringLiteral("beacon"), QStringLiteral("%1:%2").arg(host).arg(port)}});
+    if (message == lastState)
         return;
     state = next;
-    stateSent = true;
+    lastState = message;
     hub.setLive(state == Live);
-    hub.publish(Channel::State,
-                compact({{QStringLiteral("type"), QStringLiteral("state")},
-                         {QStringLiteral("state"), stateName(state)},
-                         {QStringLiteral("text"), stateText(state)},
-                         {QStringLiteral("beacon"), QStringLiteral("%1:%2").arg(host).arg(port)}}));
+    hub.publish(Channel::State, std::move(message));
 }

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <optional>
 
@@ -42,6 +43,9 @@ public:
         // How soon an unreachable kvBeacon is tried again.
         int reconnectMs = 1000;
         int requestMs = 1000;
+        // Whether kvBeacon runs on this machine, when its port refuses: the system's process list
+        // unless a test gives its own.
+        std::function<bool()> beaconRunning;
     };
 
     // How long a closed connection is given to reach kvBeacon before the next connect.
@@ -58,9 +62,11 @@ public:
     void enqueue(Command command);
     void stop();
 
-    // What a state is called in messages, and what the pages say of it.
+    // What a state is called in messages, what the pages say of it, and what the driver can do
+    // about it (empty when nothing). Of the link's thread, or of a link not started.
     static QString stateName(State state);
     QString stateText(State state) const;
+    QString stateHint(State state) const;
 
 protected:
     void run() override;
@@ -76,11 +82,14 @@ private:
     void publishMacros(const ChatMacros &macros);
     void publishState(State state);
     void lostBeacon(BeaconClient &client);
+    void publishUnreachable();
 
     Hub &hub;
     const QString host;
     const quint16 port;
     const Timing timing;
+    // Only on this machine can the process list tell a closed kvBeacon from a stopped server.
+    const bool beaconHere;
 
     std::mutex mutex;
     std::condition_variable wake;
@@ -89,7 +98,8 @@ private:
 
     // Touched by the link's thread alone.
     State state = Connecting;
-    bool stateSent = false;
+    bool beaconRuns = false;
+    std::string lastState;
     Clock::time_point connectedAt;
     Clock::time_point lastMove;
     Clock::time_point lastAttempt;

@@ -67,6 +67,28 @@ const Kvb = (() => {
         });
     }
 
+    // What the driver can do about the state: a line under the header, or atop a page without one.
+    function hintLine() {
+        const line = document.createElement("p");
+        line.id = "hint";
+        line.className = "state-hint";
+        const header = document.querySelector("header");
+        if (header)
+            header.after(line);
+        else
+            document.body.prepend(line);
+        return line;
+    }
+
+    // For the pages without the WebSocket: kvBeacon's state and what to do, asked every two seconds.
+    function watchState() {
+        const line = hintLine();
+        const ask = () => fetch("/api/state", { cache: "no-store" }).then((reply) => reply.json())
+            .then((state) => { line.textContent = state.hint ? state.text + ". " + state.hint : ""; }, () => {})
+            .finally(() => setTimeout(ask, 2000));
+        ask();
+    }
+
     // Opens /ws and hands every message to handlers[message.type]; connects anew, with back-off,
     // whenever the socket closes. Returns a sender of requests.
     function connect(handlers) {
@@ -85,14 +107,17 @@ const Kvb = (() => {
         let lastLive = 0;
         let state = "connecting";
         let liveText = "";
-        const showState = (name, text) => {
+        const line = hintLine();
+        const showState = (name, text, hint) => {
             state = name;
             document.body.dataset.state = name;
             const banner = document.getElementById("state");
             if (banner)
                 banner.textContent = text;
+            // Where no banner says the state, the line says it before what to do.
+            line.textContent = hint ? (banner ? hint : text + ". " + hint) : "";
             if (handlers.state)
-                handlers.state({ state: name, text: text });
+                handlers.state({ state: name, text: text, hint: hint || "" });
         };
         const open = () => {
             socket = new WebSocket((location.protocol === "https:" ? "wss://" : "ws://") + location.host + "/ws");
@@ -105,7 +130,7 @@ const Kvb = (() => {
                         liveText = message.text;
                         lastLive = Date.now();
                     }
-                    showState(message.state, message.text);
+                    showState(message.state, message.text, message.hint);
                 } else if (message.type === "live") {
                     lastLive = Date.now();
                     keeper.live();
@@ -117,7 +142,8 @@ const Kvb = (() => {
                     handlers[message.type](message);
             };
             socket.onclose = () => {
-                showState("no-web", "kvbeacon-web unreachable: retrying");
+                showState("no-web", "kvbeacon-web unreachable: retrying",
+                          "Is kvbeacon-web still running on the PC? Its console window must stay open.");
                 setTimeout(open, delay);
                 delay = Math.min(delay * 2, 5000);
             };
@@ -210,5 +236,5 @@ const Kvb = (() => {
             element.textContent = text;
     };
 
-    return { connect, awake: null, flags, temperature, fuel, fuelStop, fuelPerHour, speed, compass, clock, weather, lapLimit, field };
+    return { connect, watchState, awake: null, flags, temperature, fuel, fuelStop, fuelPerHour, speed, compass, clock, weather, lapLimit, field };
 })();

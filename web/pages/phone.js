@@ -16,6 +16,8 @@ function drawCode(canvas, rows) {
   });
 }
 
+Kvb.watchState();
+
 fetch('/api/phone').then((r) => r.json()).then((phone) => {
   const codes = document.getElementById('codes');
   codes.textContent = '';

@@ -62,4 +62,5 @@ async function refresh() {
     setTimeout(refresh, 500);
 }
 
+Kvb.watchState();
 refresh();
