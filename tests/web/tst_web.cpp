@@ -77,6 +77,7 @@ struct Companion
         timing.macrosMs = timing.reconnectMs = 300;
         timing.retryMs = 600;
         timing.beaconRunning = [] { return beaconRuns.load(); };
+        timing.staleMs = 3000; // the pages stay live across a re-arm on a busy machine too
         return timing;
     }
     QByteArray here() const { return "127.0.0.1:" + QByteArray::number(server.port()); }
@@ -493,18 +494,21 @@ private slots:
         // brings the documents back. Nothing frozen goes out as live meanwhile.
         browser.messages.clear();
         QVERIFY(BeaconClient().connectTo(loopback, beacon.port));
-        QTRY_COMPARE_WITH_TIMEOUT(browser.states(), QStringList({"connecting", "live"}), 5000);
-        double previous = -1.0;
-        int repeats = 0;
-        for (const QJsonObject &message : browser.messages) {
-            const double time = message["live"]["SessionTimeSinceStarted"].toDouble(-1.0);
-            repeats += time == previous;
-            previous = message.value("type") == QStringLiteral("live") ? time : previous;
+        const double left = beacon.record.SessionTimeSinceStarted; // its clock runs on through pauses
+        QTRY_VERIFY_WITH_TIMEOUT(
+            browser.last("live")["live"]["SessionTimeSinceStarted"].toDouble() > left + 1, 5000);
+        double previous = qQNaN(), still = 0;
+        int repeats = 0, most = 0;
+        for (const QJsonObject &message : browser.of("live")) {
+            const double time = message["live"]["SessionTimeSinceStarted"].toDouble();
+            most = std::max(most, repeats = time == previous ? repeats + 1 : 0);
+            still = std::max(still, time - previous);
+            previous = time;
         }
+        qInfo("another client's leaving held the documents still for %.1f s", still);
         // At most the polls of the freeze's notice repeat a time.
-        QVERIFY2(repeats <= 4, "frozen documents went out as live");
-        QTRY_VERIFY(browser.last("live")["live"]["SessionTimeSinceStarted"].toDouble() >
-                    beacon.record.SessionTimeSinceStarted - 0.5);
+        QVERIFY2(most <= 2, "frozen documents went out as live");
+        QCOMPARE(browser.states(), QStringList()); // back soon enough for the pages to stay live
 
         beacon.server.StopServer();
         QTRY_COMPARE_WITH_TIMEOUT(browser.state(), QStringLiteral("no-beacon"), 5000);

@@ -142,10 +142,19 @@ void BeaconLink::run()
             const bool withMacros = now >= nextMacros;
             if (withMacros)
                 nextMacros = now + std::chrono::milliseconds(timing.macrosMs);
+            const bool first = firstReply;
             poll(client, withMacros);
+            // Named after a connection's first poll, not before it: a request right behind the
+            // name, which gets no reply, would wait in kvBeacon for a nudge.
+            if (first && client.isConnected())
+                client.tell(Protocol::ClientName, QStringLiteral("kvbeacon-web"), timing.requestMs);
             nextPoll += std::chrono::milliseconds(timing.pollMs);
-            // A poll that ran late sets the beat anew instead of running the missed ones.
-            if (nextPoll < Clock::now())
+            // A poll that ran late sets the beat anew instead of running the missed ones. A new
+            // connection's first reply, which may be old, is taken at once: the poll after it
+            // can then tell fresh documents a beat sooner.
+            if (firstReply)
+                nextPoll = Clock::now();
+            else if (nextPoll < Clock::now())
                 nextPoll = Clock::now() + std::chrono::milliseconds(timing.pollMs);
         }
         const auto until =
@@ -169,10 +178,9 @@ void BeaconLink::connectAnew(BeaconClient &client)
         publishUnreachable();
         return;
     }
-    client.tell(Protocol::ClientName, QStringLiteral("kvbeacon-web"), timing.requestMs);
-    connectedAt = lastMove = Clock::now();
+    connectedAt = Clock::now();
     firstReply = true;
-    if (state != NoSimulator)
+    if (state != NoSimulator && state != Live)
         publishState(Connecting);
 }
 
@@ -286,21 +294,22 @@ void BeaconLink::onLive(BeaconClient &client, const std::optional<LiveDocument> 
     if (moved) {
         lastMove = now;
         publishState(Live);
-    } else if (now - lastMove >= std::chrono::milliseconds(timing.frozenMs)) {
-        if (state == Live) {
-            // Maybe the simulator stopped, maybe another client left: a new connection tells.
+    } else if (state == Live && now - lastMove >= std::chrono::milliseconds(timing.rearmMs)) {
+        // Maybe another client left, maybe the simulator stopped: a new connection tells, and in
+        // the first case brings the documents back before the pages need to know. Each connection
+        // gets as long to show them moving. Nothing standing still goes out meanwhile.
+        if (now - connectedAt >= std::chrono::milliseconds(timing.rearmMs))
             connectAnew(client);
+        if (state == Live && Clock::now() - lastMove >= std::chrono::milliseconds(timing.staleMs))
             publishState(Connecting);
-            return;
-        }
+        return;
+    } else if (state != Live) {
         if (state == Connecting && now - connectedAt >= std::chrono::milliseconds(timing.frozenMs))
             publishState(NoSimulator);
         else if (state == NoSimulator && now - lastAttempt >= std::chrono::milliseconds(timing.retryMs))
             connectAnew(client);
         return;
     }
-    if (state != Live)
-        return;
     hub.publish(Channel::Live,
                 liveMessage.build(*live, text, InfoDocument::fromObject(info).value_or(InfoDocument())));
 }

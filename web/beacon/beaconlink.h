@@ -24,8 +24,8 @@ struct LiveDocument;
 // and publishes what it reads to the hub. A press waits for at most the one request in flight.
 //
 // kvBeacon stops publishing for everyone when any client leaves, until the next connect; so
-// documents that stop moving while the simulator should run are answered with a new connection.
-// Only documents seen moving count as live.
+// documents that stop moving while the simulator should run are answered with a new connection,
+// unseen by the pages unless it fails to bring them back. Only documents seen moving count as live.
 class BeaconLink : public QThread
 {
 public:
@@ -36,7 +36,14 @@ public:
     {
         int pollMs = 100;
         int macrosMs = 2000;
-        // Documents standing still this long are not live: four missed polls of kvBeacon's.
+        // Live documents standing still this long get a new connection, at the third poll that
+        // finds them so: two equal polls in a row happen where kvBeacon's beat and ours meet. Half
+        // a poll short of three, so that a poll's jitter cannot put it off to the fourth.
+        int rearmMs = 250;
+        // How long the pages stay live on documents standing still, for a new connection to bring
+        // them back unseen: the tenth poll after the last fresh value decides, within a second.
+        int staleMs = 950;
+        // A new connection's documents standing still this long mean no simulator.
         int frozenMs = 400;
         // How often a link that sees no simulator, or no kvBeacon, tries a fresh connection.
         int retryMs = 3000;
